@@ -1,0 +1,154 @@
+// ZxvView and ZxvStringView.
+#include <cstddef>
+
+#include "record/unaligned.h"
+#include "zxvariant/views.h"
+
+namespace ZxVariantHelper {
+namespace {
+
+using T = ZxVariant::TypeCodes;
+using detail::LoadUnit;
+
+char16_t FoldAscii(char16_t unit) { return unit >= u'A' && unit <= u'Z' ? unit + (u'a' - u'A') : unit; }
+
+// Equal-length texts compared unit by unit up to the NUL.
+template <typename Fold>
+bool SameUnits(const char16_t* a, const char16_t* b, std::uint32_t length, Fold fold) {
+  for (std::uint32_t i = 0; i < length; ++i) {
+    char16_t x = fold(LoadUnit(a, i));
+    if (x != fold(LoadUnit(b, i))) return false;
+    if (x == 0) return true;
+  }
+  return true;
+}
+
+char16_t Exact(char16_t unit) { return unit; }
+
+// Whether a node's name equals `name` (null counts as empty), case-sensitively.
+bool NameIs(const ZxVariant& node, const char16_t* name) {
+  std::uint32_t length = name ? static_cast<std::uint32_t>(detail::UnitCount(name)) : 0;
+  if (node.name.length != length) return false;
+  return length == 0 || SameUnits(node.name.str, name, length, Exact);
+}
+
+const ZxVariant* Entry(const ZxVariant::List& list, std::uint32_t index) {
+  return detail::At<const ZxVariant>(
+      detail::LoadSlot(reinterpret_cast<const char*>(list.items) + 8ull * index));
+}
+
+// The first node of a searched list (entry 0) followed along next, by name.
+const ZxVariant* FindByName(const ZxVariant::List& list, const char16_t* name) {
+  if (list.count == 0 || list.items == nullptr) return nullptr;
+  for (const ZxVariant* node = Entry(list, 0); node != nullptr; node = node->next) {
+    if (NameIs(*node, name)) return node;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+// ---- ZxvStringView ----------------------------------------------------------
+
+const char16_t* ZxvStringView::EmptyText() { return u""; }
+
+ZxvStringView::ZxvStringView(const ZxVariant::String& s)
+    : length(s.length), reserved(0), str(s.length != 0 ? s.str : EmptyText()) {}
+
+ZxvStringView::ZxvStringView(const char16_t* text)
+    : length(text ? static_cast<std::uint32_t>(detail::UnitCount(text)) : 0), reserved(0), str(text) {}
+
+bool ZxvStringView::operator==(const ZxvStringView& other) const {
+  if (length != other.length) return false;
+  return length == 0 || SameUnits(str, other.str, length, Exact);
+}
+
+bool ZxvStringView::Equals(const ZxvStringView& other, bool caseSensitive) const {
+  if (caseSensitive) return *this == other;
+  if (length != other.length) return false;
+  return length == 0 || SameUnits(str, other.str, length, FoldAscii);
+}
+
+// ---- ZxvView ----------------------------------------------------------------
+
+const ZxVariant ZxvView::theNull{};
+
+ZxVariant ZxvView::TheNull() { return theNull; }
+
+ZxvView ZxvView::operator[](int index) const {
+  if (!IsList()) return ZxvView();
+  const ZxVariant::List& list = m_node->value.list;
+  auto wanted = static_cast<std::uint32_t>(index);
+  if (list.items == nullptr) return ZxvView();
+  if (m_node->size != 0) {
+    return wanted < list.count ? ZxvView(Entry(list, wanted)) : ZxvView();
+  }
+  // A builder: items points at its first-child link.
+  const ZxVariant* child = Entry(list, 0);
+  for (std::uint32_t i = 0; child != nullptr && i < wanted; ++i) child = child->next;
+  return ZxvView(child);
+}
+
+ZxvView ZxvView::operator[](const char16_t* name) const {
+  if (!IsList()) return ZxvView();
+  return ZxvView(FindByName(m_node->value.list, name));
+}
+
+ZxvView ZxvView::AttributeValue(const char16_t* name) const {
+  return ZxvView(FindByName(m_node->attributes, name));
+}
+
+ZxvView ZxvView::FindItemWithAttributeValue(const char16_t* attributeName,
+                                            const char16_t* value) const {
+  if (!IsList()) return ZxvView();
+  const ZxVariant::List& list = m_node->value.list;
+  if (list.count == 0 || list.items == nullptr) return ZxvView();
+  ZxvStringView wanted(value);
+  for (const ZxVariant* child = Entry(list, 0); child != nullptr; child = child->next) {
+    if (ZxvView(child).AttributeValue(attributeName).String() == wanted) return ZxvView(child);
+  }
+  return ZxvView();
+}
+
+std::uint32_t ZxvView::NameSize() const {
+  return m_node->name.length == 0 ? 0 : 2 * m_node->name.length + 2;
+}
+
+std::uint32_t ZxvView::ValueSize() const {
+  switch (Type()) {
+    case T::Register: return sizeof(void*);
+    case T::Bool: return 1;
+    case T::Int: return 4;
+    case T::Float: return 8;
+    case T::Int64: return 8;
+    case T::Buffer: return m_node->value.buffer.size;
+    case T::String: return m_node->value.string.length == 0 ? 0 : 2 * m_node->value.string.length + 2;
+    default: return 0;
+  }
+}
+
+const void* ZxvView::ValuePtr() const {
+  switch (Type()) {
+    case T::Register:
+    case T::Bool:
+    case T::Int:
+    case T::Float:
+    case T::Int64:
+      return &m_node->value;
+    case T::Buffer: return m_node->value.buffer.data;
+    case T::String: return m_node->value.string.str;
+    default: return nullptr;
+  }
+}
+
+int ZxvView::ListValueSize() const {
+  if (!IsList()) return -1;
+  const ZxVariant::List& list = m_node->value.list;
+  if (m_node->size != 0 || list.count != 0) return static_cast<int>(list.count);
+  if (list.items == nullptr) return 0;
+  int count = 0;
+  for (const ZxVariant* child = Entry(list, 0); child != nullptr; child = child->next) ++count;
+  return count;
+}
+
+}  // namespace ZxVariantHelper
