@@ -46,8 +46,8 @@ void* ZxvRegister::GetValue() const { return value.registerValue; }
 void ZxvRegister::SetValue(void* v) { value.registerValue = v; }
 
 ZxvBool::ZxvBool(const char16_t* name, bool v) : ZxvBase(T::Bool, name) { SetValue(v); }
-bool ZxvBool::GetValue() const { return value.boolValue; }
-void ZxvBool::SetValue(bool v) { value.boolValue = v; }
+bool ZxvBool::GetValue() const { return value.boolValue != 0; }
+void ZxvBool::SetValue(bool v) { value.boolValue = v ? 1 : 0; }
 
 ZxvInt::ZxvInt(const char16_t* name, int v) : ZxvBase(T::Int, name) { SetValue(v); }
 int ZxvInt::GetValue() const { return value.intValue; }

@@ -25,7 +25,7 @@ ZxvBase* NewShallow(const ZxVariant& node) {
   switch (node.type) {
     case T::Null: return new (std::nothrow) ZxvNull(name);
     case T::Register: return new (std::nothrow) ZxvRegister(name, node.value.registerValue);
-    case T::Bool: return new (std::nothrow) ZxvBool(name, node.value.boolValue);
+    case T::Bool: return new (std::nothrow) ZxvBool(name, node.value.boolValue != 0);
     case T::Int: return new (std::nothrow) ZxvInt(name, node.value.intValue);
     case T::Float: return new (std::nothrow) ZxvFloat(name, node.value.floatValue);
     case T::Int64: return new (std::nothrow) ZxvInt64(name, node.value.int64Value);

@@ -85,7 +85,7 @@ struct ZXV_EXPORT __attribute__((packed)) ZxVariant {
   // The value area at offset 24.
   union __attribute__((packed)) Value {
     void* registerValue;  // Register: a pointer-sized opaque value
-    bool boolValue;       // Bool: one byte, non-zero is true
+    std::uint8_t boolValue;  // Bool: one byte, any non-zero value is true
     std::int32_t intValue;
     double floatValue;
     std::int64_t int64Value;
@@ -125,7 +125,7 @@ struct ZXV_EXPORT __attribute__((packed)) ZxVariantZ {
   Slot name;
   union __attribute__((packed)) {
     void* registerValue;
-    bool boolValue;
+    std::uint8_t boolValue;
     std::int32_t intValue;
     double floatValue;
     std::int64_t int64Value;
@@ -138,7 +138,7 @@ struct ZXV_EXPORT __attribute__((packed)) ZxVariantZ {
   ZxVariant::TypeCodes Type() const { return type; }
   std::uint32_t NameLen() const { return name.count; }
   const char16_t* NameStr() const;
-  bool ValueBool() const { return value.boolValue; }
+  bool ValueBool() const { return value.boolValue != 0; }
   int ValueInt() const { return value.intValue; }
   double ValueFloat() const { return value.floatValue; }
   long long ValueInt64() const { return value.int64Value; }

@@ -81,7 +81,7 @@ class ZXV_EXPORT ZxvView {
   bool IsTheNull() const { return m_node == &theNull; }
 
   void* Register() const { return IsRegister() ? m_node->value.registerValue : nullptr; }
-  bool Bool() const { return IsBool() && m_node->value.boolValue; }
+  bool Bool() const { return IsBool() && m_node->value.boolValue != 0; }
   int Int() const { return IsInt() ? m_node->value.intValue : 0; }
   long long Int64() const { return IsInt64() ? m_node->value.int64Value : 0; }
   double Float() const { return IsFloat() ? m_node->value.floatValue : 0.0; }
@@ -169,7 +169,7 @@ class ZXV_EXPORT ZxvZView {
 
   // Typed reads; a mismatch (or a null view) answers zero or empty.
   void* Register() const { return IsRegister() ? m_node->value.registerValue : nullptr; }
-  bool Bool() const { return IsBool() && m_node->value.boolValue; }
+  bool Bool() const { return IsBool() && m_node->value.boolValue != 0; }
   int Int() const { return IsInt() ? m_node->value.intValue : 0; }
   double Float() const { return IsFloat() ? m_node->value.floatValue : 0.0; }
   // By value, with the data pointer translated into an address.
