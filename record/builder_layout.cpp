@@ -31,17 +31,6 @@ void StoreEntry(char* slot, const char* target) { StoreSlot(slot, Address(target
 
 }  // namespace
 
-std::size_t ScalarBytes(ZxVariant::TypeCodes type) {
-  switch (type) {
-    case T::Register: return sizeof(void*);
-    case T::Bool: return 1;
-    case T::Int: return 4;
-    case T::Float: return 8;
-    case T::Int64: return 8;
-    default: return 0;
-  }
-}
-
 std::uint32_t EmbedRecord(const ZxVariant* record, char* at) {
   ZxVariant* node = AsNode(at);
   if (record == nullptr) {

@@ -22,20 +22,7 @@ const void* ValueArea(const ZxVariant* node) {
 }
 
 // The types ZxvAny stores; Buffer and List need more than one pointer.
-bool AnyAccepts(T type) {
-  switch (type) {
-    case T::Null:
-    case T::Register:
-    case T::Bool:
-    case T::Int:
-    case T::Float:
-    case T::String:
-    case T::Int64:
-      return true;
-    default:
-      return false;
-  }
-}
+bool AnyAccepts(T type) { return type == T::Null || type == T::String || detail::IsScalar(type); }
 
 }  // namespace
 

@@ -11,6 +11,7 @@
 #include <cstdint>
 
 #include "record/explicit_stack.h"
+#include "record/value_bytes.h"
 #include "zxvariant/builders.h"
 
 namespace ZxVariantHelper::detail {
@@ -64,8 +65,5 @@ class ItemSpecWriter {
   ExplicitStack<Frame> m_stack;
   BuilderWriter m_builders;  // for builders embedded in the table
 };
-
-// A value stored through ItemSpec::value or ZxvAny: how many bytes it has.
-std::size_t ScalarBytes(ZxVariant::TypeCodes type);
 
 }  // namespace ZxVariantHelper::detail

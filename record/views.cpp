@@ -2,6 +2,7 @@
 #include <cstddef>
 
 #include "record/unaligned.h"
+#include "record/value_bytes.h"
 #include "zxvariant/views.h"
 
 namespace ZxVariantHelper {
@@ -115,30 +116,13 @@ std::uint32_t ZxvView::NameSize() const {
 }
 
 std::uint32_t ZxvView::ValueSize() const {
-  switch (Type()) {
-    case T::Register: return sizeof(void*);
-    case T::Bool: return 1;
-    case T::Int: return 4;
-    case T::Float: return 8;
-    case T::Int64: return 8;
-    case T::Buffer: return m_node->value.buffer.size;
-    case T::String: return m_node->value.string.length == 0 ? 0 : 2 * m_node->value.string.length + 2;
-    default: return 0;
-  }
+  return detail::ValueBytes(Type(), m_node->value.buffer.size);
 }
 
 const void* ZxvView::ValuePtr() const {
-  switch (Type()) {
-    case T::Register:
-    case T::Bool:
-    case T::Int:
-    case T::Float:
-    case T::Int64:
-      return &m_node->value;
-    case T::Buffer: return m_node->value.buffer.data;
-    case T::String: return m_node->value.string.str;
-    default: return nullptr;
-  }
+  if (detail::IsScalar(Type())) return &m_node->value;
+  if (IsBuffer() || IsString()) return m_node->value.buffer.data;
+  return nullptr;
 }
 
 int ZxvView::ListValueSize() const {

@@ -5,6 +5,7 @@
 // accessors read entry arrays as 32-bit words, so entry k is word 2k and the
 // odd words are the zero high halves: callers pass twice the child number.
 #include "record/unaligned.h"
+#include "record/value_bytes.h"
 #include "zxvariant/views.h"
 
 namespace ZxVariantHelper {
@@ -98,30 +99,13 @@ std::uint32_t ZxvZView::NameSize() const {
 }
 
 std::uint32_t ZxvZView::ValueSize() const {
-  switch (Type()) {
-    case T::Register: return sizeof(void*);
-    case T::Bool: return 1;
-    case T::Int: return 4;
-    case T::Float: return 8;
-    case T::Int64: return 8;
-    case T::Buffer: return m_node->ValueBufferLen();
-    case T::String: return m_node->ValueStringLen() == 0 ? 0 : 2 * m_node->ValueStringLen() + 2;
-    default: return 0;
-  }
+  return m_node == nullptr ? 0 : detail::ValueBytes(Type(), m_node->value.slot.count);
 }
 
 const void* ZxvZView::ValuePtr() const {
-  switch (Type()) {
-    case T::Register:
-    case T::Bool:
-    case T::Int:
-    case T::Float:
-    case T::Int64:
-      return &m_node->value;
-    case T::Buffer: return m_node->ValueBufferBuf();
-    case T::String: return m_node->ValueStringStr();
-    default: return nullptr;
-  }
+  if (detail::IsScalar(Type())) return &m_node->value;
+  if (IsBuffer() || IsString()) return m_node->ValueBufferBuf();
+  return nullptr;
 }
 
 }  // namespace ZxVariantHelper
