@@ -185,10 +185,10 @@ std::uint32_t ItemSpecWriter::Plan(const ItemSpec& root) {
   if (!pending.Push({&root, &root + 1, 0})) ThrowBadAllocation();
   while (!pending.Empty()) {
     Range& range = pending.Top();
-    const ItemSpec& spec = *range.next++;
+    const ItemSpec& item = *range.next++;
     std::size_t depth = range.depth;
     if (range.next == range.end) pending.Pop();
-    switch (spec.type) {
+    switch (item.type) {
       case T::Null:
         AddBytes(&total, kHeader);
         break;
@@ -197,35 +197,35 @@ std::uint32_t ItemSpecWriter::Plan(const ItemSpec& root) {
       case T::Int:
       case T::Float:
       case T::Int64:
-        if (spec.value == nullptr) Refuse();
+        if (item.value == nullptr) Refuse();
         AddBytes(&total, kHeader);
         break;
       case T::Buffer:
-        if (spec.count != 0 && spec.value == nullptr) Refuse();
-        AddBytes(&total, kHeader + std::uint64_t{spec.count});
+        if (item.count != 0 && item.value == nullptr) Refuse();
+        AddBytes(&total, kHeader + std::uint64_t{item.count});
         break;
       case T::String: {
-        const auto* text = static_cast<const char16_t*>(spec.value);
+        const auto* text = static_cast<const char16_t*>(item.value);
         AddBytes(&total, kHeader + (text ? TextBytes64(UnitCount(text)) : 0));
         break;
       }
       case T::List:
-        AddBytes(&total, kHeader + 8ull * spec.count);
-        if (spec.count != 0) {
-          if (spec.value == nullptr) Refuse();
-          const auto* children = static_cast<const ItemSpec*>(spec.value);
-          if (!pending.Push({children, children + spec.count, depth + 1})) ThrowBadAllocation();
+        AddBytes(&total, kHeader + 8ull * item.count);
+        if (item.count != 0) {
+          if (item.value == nullptr) Refuse();
+          const auto* children = static_cast<const ItemSpec*>(item.value);
+          if (!pending.Push({children, children + item.count, depth + 1})) ThrowBadAllocation();
           if (depth + 1 > deepest) deepest = depth + 1;
         }
         break;
       default:
-        if (spec.type != TypeEmbeddedRecord) Refuse();
-        if (spec.value == nullptr) {
+        if (item.type != TypeEmbeddedRecord) Refuse();
+        if (item.value == nullptr) {
           AddBytes(&total, kHeader);
-        } else if (LoadU32(spec.value) != 0) {
-          AddBytes(&total, static_cast<const ZxVariant*>(spec.value)->size);
+        } else if (LoadU32(item.value) != 0) {
+          AddBytes(&total, static_cast<const ZxVariant*>(item.value)->size);
         } else {
-          AddBytes(&total, m_builders.Plan(*static_cast<const ZxvBase*>(spec.value)));
+          AddBytes(&total, m_builders.Plan(*static_cast<const ZxvBase*>(item.value)));
         }
         break;
     }
@@ -234,35 +234,35 @@ std::uint32_t ItemSpecWriter::Plan(const ItemSpec& root) {
   return static_cast<std::uint32_t>(total);
 }
 
-char* ItemSpecWriter::WriteNode(const ItemSpec& spec, char* cursor) {
-  if (spec.type == TypeEmbeddedRecord) {
-    if (spec.value != nullptr && LoadU32(spec.value) == 0) {
-      return m_builders.Write(*static_cast<const ZxvBase*>(spec.value), cursor);
+char* ItemSpecWriter::WriteNode(const ItemSpec& item, char* cursor) {
+  if (item.type == TypeEmbeddedRecord) {
+    if (item.value != nullptr && LoadU32(item.value) == 0) {
+      return m_builders.Write(*static_cast<const ZxvBase*>(item.value), cursor);
     }
-    return cursor + EmbedRecord(static_cast<const ZxVariant*>(spec.value), cursor);
+    return cursor + EmbedRecord(static_cast<const ZxVariant*>(item.value), cursor);
   }
   ZxVariant* out = AsNode(cursor);
-  out->type = spec.type;
+  out->type = item.type;
   cursor += kHeader;
-  switch (spec.type) {
+  switch (item.type) {
     case T::Register:
     case T::Bool:
     case T::Int:
     case T::Float:
     case T::Int64:
-      std::memcpy(reinterpret_cast<char*>(out) + offsetof(ZxVariant, value), spec.value,
-                  ScalarBytes(spec.type));
+      std::memcpy(reinterpret_cast<char*>(out) + offsetof(ZxVariant, value), item.value,
+                  ScalarBytes(item.type));
       break;
     case T::Buffer:
-      out->value.buffer.size = spec.count;
-      if (spec.count != 0) {
-        std::memcpy(cursor, spec.value, spec.count);
+      out->value.buffer.size = item.count;
+      if (item.count != 0) {
+        std::memcpy(cursor, item.value, item.count);
         out->value.buffer.data = cursor;
-        cursor += spec.count;
+        cursor += item.count;
       }
       break;
     case T::String: {
-      const auto* text = static_cast<const char16_t*>(spec.value);
+      const auto* text = static_cast<const char16_t*>(item.value);
       std::size_t units = text ? UnitCount(text) : 0;
       if (units != 0) {
         std::memcpy(cursor, text, 2 * units + 2);
@@ -273,12 +273,12 @@ char* ItemSpecWriter::WriteNode(const ItemSpec& spec, char* cursor) {
       break;
     }
     case T::List:
-      out->value.list.count = spec.count;
-      if (spec.count != 0) {
+      out->value.list.count = item.count;
+      if (item.count != 0) {
         out->value.list.items = reinterpret_cast<ZxVariant**>(cursor);
         m_stack.PushReserved(
-            {static_cast<const ItemSpec*>(spec.value), spec.count, 0, out, cursor, nullptr});
-        return cursor + 8ull * spec.count;  // size is set when the children are done
+            {static_cast<const ItemSpec*>(item.value), item.count, 0, out, cursor, nullptr});
+        return cursor + 8ull * item.count;  // size is set when the children are done
       }
       break;
     default:
