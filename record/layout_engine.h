@@ -60,7 +60,7 @@ class ItemSpecWriter {
   };
   // Writes one node; a non-empty list only gets its header and entry array
   // and a frame for its children.
-  char* WriteNode(const ItemSpec& spec, char* cursor);
+  char* WriteNode(const ItemSpec& item, char* cursor);
 
   ExplicitStack<Frame> m_stack;
   BuilderWriter m_builders;  // for builders embedded in the table
