@@ -42,6 +42,7 @@ void Delete(ZxVariant* record) { std::free(record); }
 void Delete(char16_t* text) { std::free(text); }
 
 bool IsEqual(const ZxVariant* a, const ZxVariant* b) {
+  if (a == nullptr || b == nullptr) return a == b;
   if (a->size != b->size) return false;
   std::unique_ptr<ZxVariant, FreeBlock> zeroA(NewCopy(a, nullptr, false, true));
   std::unique_ptr<ZxVariant, FreeBlock> zeroB(NewCopy(b, nullptr, false, true));

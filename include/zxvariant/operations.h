@@ -19,6 +19,8 @@
 // temporary blocks.
 #pragma once
 
+#include <cstddef>
+
 #include "zxvariant/builders.h"
 #include "zxvariant/export.h"
 #include "zxvariant/record.h"
@@ -39,10 +41,13 @@ ZXV_EXPORT ZxVariant* NewCopy(const ZxVariant* source, ZxvAllocator alloc, bool 
 // free(); null is ignored.
 ZXV_EXPORT void Delete(ZxVariant* record);
 ZXV_EXPORT void Delete(char16_t* text);
+// Delete(nullptr) names no particular overload; it does nothing.
+inline void Delete(std::nullptr_t) {}
 
 // Byte equality of the two records in zero-based form: names
 // (case-sensitively), value bytes, the order of children and attributes and
-// the reserved words all count.  Both must be non-null pointer-form records.
+// the reserved words all count.  Both are pointer-form records; two nulls are
+// equal, a null and a record are not.
 // Throws std::bad_alloc ("bad allocation") when its scratch copies cannot be
 // allocated.
 ZXV_EXPORT bool IsEqual(const ZxVariant* a, const ZxVariant* b);

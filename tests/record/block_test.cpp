@@ -257,7 +257,7 @@ TEST(Copy, AllFourFormPairsAndNewCopyAllocation) {
   EXPECT_EQ(NewCopy(src.get(), FailingAlloc, false, true), nullptr);
   EXPECT_EQ(NewCopy(nullptr, CountingAlloc, false, false), nullptr);
   EXPECT_EQ(g_calls, 1u);
-  Delete(static_cast<ZxVariant*>(nullptr)), Delete(static_cast<char16_t*>(nullptr));
+  Delete(static_cast<ZxVariant*>(nullptr)), Delete(static_cast<char16_t*>(nullptr)), Delete(nullptr);
 }
 
 TEST(IsEqual, IgnoresAddressButNotContentOrOrder) {
@@ -279,6 +279,8 @@ TEST(IsEqual, IgnoresAddressButNotContentOrOrder) {
   EXPECT_TRUE(IsEqual(xy.get(), marked.get()));
   Put32(marked.get(), kNameReserved, 1);
   EXPECT_FALSE(IsEqual(xy.get(), marked.get()));
+  EXPECT_TRUE(IsEqual(nullptr, nullptr));
+  EXPECT_FALSE(IsEqual(xy.get(), nullptr) || IsEqual(nullptr, xy.get()));
 }
 
 TEST(Examine, ClassifiesTheFormOfABlock) {
