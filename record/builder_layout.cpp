@@ -17,8 +17,6 @@ using B = BuilderAccess;
 constexpr std::uint64_t kMaxBlock = 0xFFFFFFFFu;
 constexpr std::uint32_t kHeader = sizeof(ZxVariant);
 
-std::uint64_t TextBytes(std::uint32_t length) { return length == 0 ? 0 : 2ull * length + 2; }
-std::uint64_t TextBytes64(std::uint64_t length) { return length == 0 ? 0 : 2 * length + 2; }
 
 void AddBytes(std::uint64_t* total, std::uint64_t bytes) {
   *total += bytes;
@@ -206,7 +204,7 @@ std::uint32_t ItemSpecWriter::Plan(const ItemSpec& root) {
         break;
       case T::String: {
         const auto* text = static_cast<const char16_t*>(item.value);
-        AddBytes(&total, kHeader + (text ? TextBytes64(UnitCount(text)) : 0));
+        AddBytes(&total, kHeader + (text ? TextBytes(UnitCount(text)) : 0));
         break;
       }
       case T::List:

@@ -16,6 +16,7 @@
 
 #include "record/explicit_stack.h"
 #include "record/unaligned.h"
+#include "record/value_bytes.h"
 #include "zxvariant/record.h"
 
 namespace ZxVariantHelper {
@@ -29,8 +30,6 @@ constexpr std::uint64_t kHeader = sizeof(ZxVariant);
 
 const ZxVariant* Node(Addr at) { return detail::At<const ZxVariant>(at); }
 
-// Bytes a name or string of `length` units takes in a block (0 when empty).
-std::uint64_t TextBytes(std::uint32_t length) { return length == 0 ? 0 : 2ull * length + 2; }
 
 // Whether a payload of `bytes` at slot value `v` (frame `base`) lies after
 // the header and inside the `size` bytes of its node.
@@ -42,7 +41,7 @@ bool PayloadInside(Addr v, Addr base, std::uint32_t size, std::uint64_t bytes) {
 // Name or String rule: an empty text has a null pointer; any other lies in
 // the node.  Yields the bytes it takes.
 bool TextOk(const ZxVariant::String& text, Addr base, std::uint32_t size, std::uint64_t* bytes) {
-  *bytes = TextBytes(text.length);
+  *bytes = detail::TextBytes(text.length);
   if (text.length == 0) return text.str == nullptr;
   return text.str != nullptr && PayloadInside(detail::Address(text.str), base, size, *bytes);
 }
@@ -160,7 +159,7 @@ bool Checker::AfterChild(Frame& f) {
 
 bool Checker::EndList(Frame& f) {
   const ZxVariant* n = Node(f.node);
-  std::uint64_t fixed = kHeader + TextBytes(n->name.length);
+  std::uint64_t fixed = kHeader + detail::TextBytes(n->name.length);
   std::uint64_t expected;
   if (f.phase == kValues) {
     expected = fixed + f.attributeBytes + f.bytes;

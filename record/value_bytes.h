@@ -8,6 +8,10 @@
 
 namespace ZxVariantHelper::detail {
 
+// Bytes a name or String of `length` units takes in a block: the units and
+// their NUL, nothing when empty.  64-bit, so no length can wrap.
+inline std::uint64_t TextBytes(std::uint64_t length) { return length == 0 ? 0 : 2 * length + 2; }
+
 // The bytes of a scalar in the value area (0 for Null and non-scalars).
 inline std::size_t ScalarBytes(ZxVariant::TypeCodes type) {
   using T = ZxVariant::TypeCodes;
@@ -28,7 +32,7 @@ inline bool IsScalar(ZxVariant::TypeCodes type) { return ScalarBytes(type) != 0;
 inline std::uint32_t ValueBytes(ZxVariant::TypeCodes type, std::uint32_t count) {
   switch (type) {
     case ZxVariant::TypeCodes::Buffer: return count;
-    case ZxVariant::TypeCodes::String: return count == 0 ? 0 : 2 * count + 2;
+    case ZxVariant::TypeCodes::String: return static_cast<std::uint32_t>(TextBytes(count));
     default: return static_cast<std::uint32_t>(ScalarBytes(type));
   }
 }

@@ -112,7 +112,7 @@ ZxvView ZxvView::FindItemWithAttributeValue(const char16_t* attributeName,
 }
 
 std::uint32_t ZxvView::NameSize() const {
-  return m_node->name.length == 0 ? 0 : 2 * m_node->name.length + 2;
+  return static_cast<std::uint32_t>(detail::TextBytes(m_node->name.length));
 }
 
 std::uint32_t ZxvView::ValueSize() const {

@@ -95,7 +95,7 @@ ZxvZView ZxvZView::operator[](const char16_t* name) const {
 }
 
 std::uint32_t ZxvZView::NameSize() const {
-  return m_node == nullptr || m_node->NameLen() == 0 ? 0 : 2 * m_node->NameLen() + 2;
+  return m_node == nullptr ? 0 : static_cast<std::uint32_t>(detail::TextBytes(m_node->NameLen()));
 }
 
 std::uint32_t ZxvZView::ValueSize() const {
