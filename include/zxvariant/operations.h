@@ -52,6 +52,18 @@ inline void Delete(std::nullptr_t) {}
 // allocated.
 ZXV_EXPORT bool IsEqual(const ZxVariant* a, const ZxVariant* b);
 
+// A new record made of `target` with `source`'s content applied, through two
+// node trees seeded from them (see node_tree.h):
+//   * a List source (or a null one) is applied child by child to the target
+//     root: an unnamed child is appended; a named String or Int child sets the
+//     target root's child of that name (created when missing); every other
+//     named child, Bool included, is appended under the target root's child
+//     of that name;
+//   * a scalar source that is a String, Int or Bool sets the target root's
+//     child named like the source root; other scalars change nothing.
+// Null for a null target or a failed malloc.  Free the result with Delete.
+ZXV_EXPORT ZxVariant* Merge(const ZxVariant* target, const ZxVariant* source);
+
 // Guesses the form of an unknown block from one of its pointer slots.
 class ZXV_EXPORT ExamineBase {
  public:
