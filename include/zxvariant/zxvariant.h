@@ -5,9 +5,17 @@
 //   builders.h    builder objects and ItemSpec tables that lay records out
 //   views.h       null-free read access to records and builders
 //   operations.h  copying, freeing, comparing and classifying records
+//   path.h        paths of child indexes and names into a tree
+//   node_tree.h   the editable, reference-counted node tree and its export
+//   conversions.h plain values as records, nodes converted between types
+//   basic_utils.h list utilities: editing and flattening loose records
 #pragma once
 
+#include "zxvariant/basic_utils.h"
 #include "zxvariant/builders.h"
+#include "zxvariant/conversions.h"
+#include "zxvariant/node_tree.h"
 #include "zxvariant/operations.h"
+#include "zxvariant/path.h"
 #include "zxvariant/record.h"
 #include "zxvariant/views.h"
