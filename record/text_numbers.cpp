@@ -27,6 +27,18 @@ struct BoundedText {
   char16_t operator[](std::size_t index) const { return index < length ? LoadUnit(text, index) : 0; }
 };
 
+// Leading blanks and an optional sign, as the C runtime's number parsers
+// take them; returns the index of the first unit after them.
+std::size_t SkipBlanksAndSign(const BoundedText& in, bool* negative) {
+  std::size_t i = 0;
+  while (IsBlank(in[i])) ++i;
+  if (in[i] == u'+' || in[i] == u'-') {
+    *negative = in[i] == u'-';
+    ++i;
+  }
+  return i;
+}
+
 template <typename Int>
 Int ParseDecimal(const char16_t* text, std::size_t length) {
   if (text == nullptr) {
@@ -35,13 +47,8 @@ Int ParseDecimal(const char16_t* text, std::size_t length) {
   }
   using Unsigned = std::make_unsigned_t<Int>;
   const BoundedText in{text, length};
-  std::size_t i = 0;
-  while (IsBlank(in[i])) ++i;
   bool negative = false;
-  if (in[i] == u'+' || in[i] == u'-') {
-    negative = in[i] == u'-';
-    ++i;
-  }
+  std::size_t i = SkipBlanksAndSign(in, &negative);
   const Unsigned limit =
       static_cast<Unsigned>(std::numeric_limits<Int>::max()) + (negative ? 1u : 0u);
   Unsigned value = 0;
@@ -123,13 +130,8 @@ double ParseDouble(const char16_t* text, std::size_t length) {
 bool ScanPointer(const char16_t* text, std::size_t length, void** value) {
   if (text == nullptr) return false;
   const BoundedText in{text, length};
-  std::size_t i = 0;
-  while (IsBlank(in[i])) ++i;
   bool negative = false;
-  if (in[i] == u'+' || in[i] == u'-') {
-    negative = in[i] == u'-';
-    ++i;
-  }
+  std::size_t i = SkipBlanksAndSign(in, &negative);
   if (in[i] == u'0' && (in[i + 1] == u'x' || in[i + 1] == u'X') && HexDigitValue(in[i + 2]) >= 0) {
     i += 2;
   }
