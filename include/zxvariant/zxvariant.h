@@ -9,13 +9,22 @@
 //   node_tree.h   the editable, reference-counted node tree and its export
 //   conversions.h plain values as records, nodes converted between types
 //   basic_utils.h list utilities: editing and flattening loose records
+//   json.h        JSON text into records and records into JSON text
+//   natural_xml.h NewNatural, records written as plain Natural XML
+//   wide_string.h AppendableWideString, the growable UTF-16 text buffer
+//   printers.h    records as text: debugging tree, Simple, Dom, Yam, VireoConfig,
+//                 QvFramework
 #pragma once
 
 #include "zxvariant/basic_utils.h"
 #include "zxvariant/builders.h"
 #include "zxvariant/conversions.h"
+#include "zxvariant/json.h"
+#include "zxvariant/natural_xml.h"
 #include "zxvariant/node_tree.h"
 #include "zxvariant/operations.h"
 #include "zxvariant/path.h"
+#include "zxvariant/printers.h"
 #include "zxvariant/record.h"
 #include "zxvariant/views.h"
+#include "zxvariant/wide_string.h"
