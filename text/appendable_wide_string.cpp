@@ -8,6 +8,7 @@
 // and allocates it once: the same capacities, without the intermediate blocks
 // and formatting passes.  A failed malloc leaves the text as it was and the
 // append that needed the room writes nothing.
+#include "text/xml_escape.h"
 #include "zxvariant/wide_string.h"
 
 #include <cstdarg>
@@ -30,28 +31,6 @@ std::uint64_t GrownCapacity(std::uint64_t n) {
   std::uint64_t bytes = capacity * 2;
   if (bytes > kMaxWord) bytes = kMaxWord;
   return bytes / 2 < capacity ? bytes / 2 : capacity;
-}
-
-const char16_t* XmlEntity(char16_t unit, std::size_t* size) {
-  switch (unit) {
-    case u'"':
-      *size = 6;
-      return u"&quot;";
-    case u'&':
-      *size = 5;
-      return u"&amp;";
-    case u'\'':
-      *size = 6;
-      return u"&apos;";
-    case u'<':
-      *size = 4;
-      return u"&lt;";
-    case u'>':
-      *size = 4;
-      return u"&gt;";
-    default:
-      return nullptr;
-  }
 }
 
 }  // namespace
@@ -148,7 +127,7 @@ void AppendableWideString::AppendXmlUnits(const char16_t* units, std::size_t cou
   std::uint64_t escaped = 0;
   for (std::size_t i = 0; i < count; ++i) {
     std::size_t size = 1;
-    XmlEntity(units[i], &size);
+    detail::XmlEntity(units[i], &size);
     escaped += size;
   }
   std::uint64_t target = std::uint64_t{length_} + escaped;
@@ -165,7 +144,7 @@ void AppendableWideString::AppendXmlUnits(const char16_t* units, std::size_t cou
   char16_t* out = buffer_ + length_;
   for (std::size_t i = 0; i < count; ++i) {
     std::size_t size = 1;
-    if (const char16_t* entity = XmlEntity(units[i], &size)) {
+    if (const char16_t* entity = detail::XmlEntity(units[i], &size)) {
       std::memcpy(out, entity, size * sizeof(char16_t));
       out += size;
     } else {

@@ -8,6 +8,7 @@
 // are written where they are read.  Record text may lie at odd addresses, so
 // it is read only through LoadUnit, and entry arrays only through LoadSlot.
 
+#include "text/xml_escape.h"
 #include "zxvariant/natural_xml.h"
 
 #include <cstddef>
@@ -76,19 +77,6 @@ const ZxVariant* EntryAt(ZxVariant* const* items, std::uint32_t index) {
   return reinterpret_cast<const ZxVariant*>(detail::LoadSlot(slot));
 }
 
-// The five characters XML escapes, as AppendableWideString::AppendXml
-// writes them; null for every other unit.
-const char16_t* XmlEntity(char16_t unit) {
-  switch (unit) {
-    case u'"': return u"&quot;";
-    case u'&': return u"&amp;";
-    case u'\'': return u"&apos;";
-    case u'<': return u"&lt;";
-    case u'>': return u"&gt;";
-    default: return nullptr;
-  }
-}
-
 // Collects units in a stack chunk and hands each full chunk to the text as
 // one formatted append.  A formatted append that does not fit grows the text
 // geometrically at every size, where appending unit by unit would grow it by
@@ -107,7 +95,7 @@ class Output {
   }
 
   void Escaped(char16_t unit) {
-    if (const char16_t* entity = XmlEntity(unit)) {
+    if (const char16_t* entity = detail::XmlEntity(unit)) {
       Literal(entity);
     } else {
       Unit(unit);

@@ -4,6 +4,7 @@
 // with memcpy (nothing is aligned); only the meaning of a pointer slot
 // differs: an address in pointer form, a 32-bit distance from the node in
 // zero-based form (entry arrays: from the node that owns the array).
+#include "text/xml_escape.h"
 #include "text/record_walk.h"
 
 #include <cstring>
@@ -52,17 +53,6 @@ class Chunk {
   char16_t m_units[kChunkUnits];
   std::size_t m_used = 0;
 };
-
-const char16_t* XmlEntity(char16_t unit) {
-  switch (unit) {
-    case u'"': return u"&quot;";
-    case u'&': return u"&amp;";
-    case u'\'': return u"&apos;";
-    case u'<': return u"&lt;";
-    case u'>': return u"&gt;";
-    default: return nullptr;
-  }
-}
 
 void AppendUnits(AppendableWideString& out, const char16_t* units, std::size_t count) {
   out.Append(u"%.*s", static_cast<int>(count), units);
