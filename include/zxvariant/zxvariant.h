@@ -14,6 +14,7 @@
 //   wide_string.h AppendableWideString, the growable UTF-16 text buffer
 //   printers.h    records as text: debugging tree, Simple, Dom, Yam, VireoConfig,
 //                 QvFramework
+//   smart_wchar_ptr.h SmartWcharPtr, the owning wide-string argument type
 #pragma once
 
 #include "zxvariant/basic_utils.h"
@@ -26,5 +27,6 @@
 #include "zxvariant/path.h"
 #include "zxvariant/printers.h"
 #include "zxvariant/record.h"
+#include "zxvariant/smart_wchar_ptr.h"
 #include "zxvariant/views.h"
 #include "zxvariant/wide_string.h"
