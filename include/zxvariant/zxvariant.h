@@ -15,11 +15,13 @@
 //   printers.h    records as text: debugging tree, Simple, Dom, Yam, VireoConfig,
 //                 QvFramework
 //   smart_wchar_ptr.h SmartWcharPtr, the owning wide-string argument type
+//   events.h      security-event records (ZxVariantEventInfo) and event filters
 #pragma once
 
 #include "zxvariant/basic_utils.h"
 #include "zxvariant/builders.h"
 #include "zxvariant/conversions.h"
+#include "zxvariant/events.h"
 #include "zxvariant/json.h"
 #include "zxvariant/natural_xml.h"
 #include "zxvariant/node_tree.h"
