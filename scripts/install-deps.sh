@@ -11,6 +11,7 @@ ZXV_DEB_PACKAGES=(
   pkg-config
   libgtest-dev
   libgmock-dev
+  libsqlite3-dev
 )
 
 if ! command -v dpkg >/dev/null 2>&1; then

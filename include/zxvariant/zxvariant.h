@@ -16,12 +16,17 @@
 //                 QvFramework
 //   smart_wchar_ptr.h SmartWcharPtr, the owning wide-string argument type
 //   events.h      security-event records (ZxVariantEventInfo) and event filters
+//   zx_string.h   CZxString, CZxBufString, CZxFixedString: narrow text buffers
+//   zx_exception.h CZxException and its kinds, thrown by the support classes
+//   hex_text.h    byte buffers as hexadecimal UTF-16 text and back
+//   registry.h    the registry store (keys, typed values) and records stored in it
 #pragma once
 
 #include "zxvariant/basic_utils.h"
 #include "zxvariant/builders.h"
 #include "zxvariant/conversions.h"
 #include "zxvariant/events.h"
+#include "zxvariant/hex_text.h"
 #include "zxvariant/json.h"
 #include "zxvariant/natural_xml.h"
 #include "zxvariant/node_tree.h"
@@ -29,6 +34,9 @@
 #include "zxvariant/path.h"
 #include "zxvariant/printers.h"
 #include "zxvariant/record.h"
+#include "zxvariant/registry.h"
 #include "zxvariant/smart_wchar_ptr.h"
 #include "zxvariant/views.h"
 #include "zxvariant/wide_string.h"
+#include "zxvariant/zx_exception.h"
+#include "zxvariant/zx_string.h"
