@@ -9,6 +9,7 @@
 //   node_tree.h   the editable, reference-counted node tree and its export
 //   conversions.h plain values as records, nodes converted between types
 //   basic_utils.h list utilities: editing and flattening loose records
+//   property.h    property containers: a loose List record as an object tree
 //   json.h        JSON text into records and records into JSON text
 //   natural_xml.h NewNatural, records written as plain Natural XML
 //   wide_string.h AppendableWideString, the growable UTF-16 text buffer
@@ -33,6 +34,7 @@
 #include "zxvariant/operations.h"
 #include "zxvariant/path.h"
 #include "zxvariant/printers.h"
+#include "zxvariant/property.h"
 #include "zxvariant/record.h"
 #include "zxvariant/registry.h"
 #include "zxvariant/smart_wchar_ptr.h"
