@@ -15,6 +15,7 @@
 //   printers.h    records as text: debugging tree, Simple, Dom, Yam, VireoConfig,
 //                 QvFramework
 //   smart_wchar_ptr.h SmartWcharPtr, the owning wide-string argument type
+//   wrappers.h    typed references, owning values and views over loose records
 #pragma once
 
 #include "zxvariant/basic_utils.h"
@@ -30,3 +31,4 @@
 #include "zxvariant/smart_wchar_ptr.h"
 #include "zxvariant/views.h"
 #include "zxvariant/wide_string.h"
+#include "zxvariant/wrappers.h"
