@@ -132,6 +132,27 @@ bool copyZxVariantName(ZxVariant* dst, const char16_t* name) {
   return true;
 }
 
+bool setZxVariantName(ZxVariant* dst, const char16_t* name) {
+  if (dst == nullptr || name == nullptr) return false;
+  std::size_t length = detail::UnitCount(name);
+  if (length == 0 || length >= 0xFFFFFFFFu) return false;
+  auto* own = const_cast<char16_t*>(dst->name.str);
+  if (own != nullptr && dst->name.length == length) {
+    std::memmove(own, name, 2 * length);  // name may be this very block
+    own[length] = 0;
+    return true;
+  }
+  // The new block is filled before the old one goes, for the same reason.
+  auto* fresh = static_cast<char16_t*>(std::malloc(2 * (length + 1)));
+  if (fresh == nullptr) return false;
+  std::memcpy(fresh, name, 2 * length);
+  fresh[length] = 0;
+  std::free(own);
+  dst->name.length = static_cast<std::uint32_t>(length);
+  dst->name.str = fresh;
+  return true;
+}
+
 bool copyZxVariantValue(ZxVariant* dst, const ZxVariant* src) {
   if (dst == nullptr || src == nullptr) return false;
   const std::uint32_t size = src->size;

@@ -60,6 +60,12 @@ namespace ZxVariantHelper::BasicUtils {
 // missing, is replaced instead of overrun; a replaced name block is freed.)
 ZXV_EXPORT bool copyZxVariantName(ZxVariant* dst, const char16_t* name);
 
+// Renames dst, looking only at its name: the old name block is reused when
+// it has the new name's length and replaced otherwise; the value is never
+// touched.  False for null arguments, an empty name or a failed allocation,
+// which leave the old name in place.  `name` may point into dst's own name.
+ZXV_EXPORT bool setZxVariantName(ZxVariant* dst, const char16_t* name);
+
 // Copies src's value into dst by type, then the size word and the type code.
 // Null, Bool, Int, Float, Int64 copy the value; Buffer and String copy the
 // bytes into dst's own heap block (a String block of the same length is

@@ -21,6 +21,7 @@
 //   zx_exception.h CZxException and its kinds, thrown by the support classes
 //   hex_text.h    byte buffers as hexadecimal UTF-16 text and back
 //   registry.h    the registry store (keys, typed values) and records stored in it
+//   wrappers.h    typed references, owning values and views over loose records
 #pragma once
 
 #include "zxvariant/basic_utils.h"
@@ -42,3 +43,4 @@
 #include "zxvariant/wide_string.h"
 #include "zxvariant/zx_exception.h"
 #include "zxvariant/zx_string.h"
+#include "zxvariant/wrappers.h"

@@ -172,6 +172,36 @@ TEST(BasicUtilsCopy, NameCopyKeepsItsBufferHandling) {
   EXPECT_FALSE(copyZxVariantName(nullptr, u"x"));
 }
 
+TEST(BasicUtilsCopy, SetNameLooksOnlyAtTheName) {
+  // Unlike copyZxVariantName, the value is never touched.
+  NameValuePair value(u"n", u"abc");
+  Loose dst(static_cast<ZxVariant*>(std::calloc(1, sizeof(ZxVariant))));
+  copyZxVariantValue(dst.get(), value);
+  const char16_t* characters = dst->value.string.str;
+  ASSERT_TRUE(setZxVariantName(dst.get(), u"three"));
+  EXPECT_EQ(dst->value.string.str, characters);
+  EXPECT_EQ(Name(dst.get()), u"three");
+  // A name of the same length reuses the block; another length replaces it.
+  const char16_t* block = dst->name.str;
+  ASSERT_TRUE(setZxVariantName(dst.get(), u"THREE"));
+  EXPECT_EQ(dst->name.str, block);
+  EXPECT_EQ(Name(dst.get()), u"THREE");
+  ASSERT_TRUE(setZxVariantName(dst.get(), u"a much longer name"));
+  EXPECT_EQ(Name(dst.get()), u"a much longer name");
+  EXPECT_EQ(dst->name.str[dst->name.length], 0);
+  // The name may come from the record's own name block.
+  ASSERT_TRUE(setZxVariantName(dst.get(), dst->name.str + 7));
+  EXPECT_EQ(Name(dst.get()), u"longer name");
+  ASSERT_TRUE(setZxVariantName(dst.get(), dst->name.str + 7));
+  EXPECT_EQ(Name(dst.get()), u"name");
+  // Refusals keep the old name.
+  EXPECT_FALSE(setZxVariantName(dst.get(), u""));
+  EXPECT_FALSE(setZxVariantName(dst.get(), nullptr));
+  EXPECT_FALSE(setZxVariantName(nullptr, u"x"));
+  EXPECT_EQ(Name(dst.get()), u"name");
+  EXPECT_EQ(std::u16string(dst->value.string.str), u"abc");
+}
+
 TEST(BasicUtilsCompare, ResultsForEachDifference) {
   NameValuePair a(u"Port", 1), sameIgnoringCase(u"PORT", 1), otherName(u"Host", 1),
       otherValue(u"Port", 2), otherType(u"Port", 1LL);
