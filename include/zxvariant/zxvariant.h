@@ -42,5 +42,6 @@
 #include "zxvariant/views.h"
 #include "zxvariant/wide_string.h"
 #include "zxvariant/zx_exception.h"
-#include "zxvariant/zx_string.h"
 #include "zxvariant/wrappers.h"
+#include "zxvariant/zx_exception.h"
+#include "zxvariant/zx_string.h"
