@@ -41,7 +41,6 @@
 #include "zxvariant/smart_wchar_ptr.h"
 #include "zxvariant/views.h"
 #include "zxvariant/wide_string.h"
-#include "zxvariant/zx_exception.h"
 #include "zxvariant/wrappers.h"
 #include "zxvariant/zx_exception.h"
 #include "zxvariant/zx_string.h"
