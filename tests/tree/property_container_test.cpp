@@ -8,17 +8,16 @@
 #include <vector>
 
 #include "zxvariant/zxvariant.h"
+#include "tree/loose_testing.h"
 
 namespace {
 
+using zxv_testing::NameOf;
+using zxv_testing::Str;
 using namespace ZxVariantHelper::BOProperty;
 using namespace ZxVariantHelper::BasicUtils;
 using T = ZxVariant::TypeCodes;
 
-std::u16string Str(const SmartWcharPtr& s) { return s.get() != nullptr ? s.get() : u"<null>"; }
-std::u16string NameOf(const ZxVariant* r) {
-  return r != nullptr && r->name.str != nullptr ? std::u16string(r->name.str, r->name.length) : u"";
-}
 
 struct Event {
   ZxVariant* changed;

@@ -9,22 +9,18 @@
 #include <vector>
 
 #include "zxvariant/zxvariant.h"
+#include "tree/loose_testing.h"
 
 namespace {
 
+using zxv_testing::Loose;
+using zxv_testing::NameOf;
+using zxv_testing::Str;
 using namespace ZxVariantHelper::BOProperty;
 using namespace ZxVariantHelper::BasicUtils;
 using T = ZxVariant::TypeCodes;
 
-std::u16string Str(const SmartWcharPtr& s) { return s.get() != nullptr ? s.get() : u"<null>"; }
-std::u16string NameOf(const ZxVariant* r) {
-  return r != nullptr && r->name.str != nullptr ? std::u16string(r->name.str, r->name.length) : u"";
-}
 
-struct Release {
-  void operator()(ZxVariant* r) const { releaseZxVariant(r); }
-};
-using Loose = std::unique_ptr<ZxVariant, Release>;
 
 // Root: Mode, Network/Proxy/{Port, Host}, Servers/{unnamed {Name, Port} x 2},
 // "a/b", "2", Port.

@@ -10,18 +10,16 @@
 #include <vector>
 
 #include "zxvariant/zxvariant.h"
+#include "tree/loose_testing.h"
 
 namespace {
 
+using zxv_testing::Flat;
 using namespace ZxVariantHelper;
 using namespace ZxVariantHelper::BasicUtils;
 using T = ZxVariant::TypeCodes;
 using Strings = std::vector<std::u16string>;
 
-struct FreeBlock {
-  void operator()(ZxVariant* r) const { ZxVariantHelper::Delete(r); }
-};
-using Flat = std::unique_ptr<ZxVariant, FreeBlock>;
 
 ZxVariant* Rec(const AZxvListReference& l) { return l; }
 ZxVariant* Rec(const AZxvReference& r) { return r; }

@@ -9,21 +9,16 @@
 #include <utility>
 
 #include "zxvariant/zxvariant.h"
+#include "tree/loose_testing.h"
 
 namespace {
 
+using zxv_testing::Loose;
+using zxv_testing::Flat;
 using namespace ZxVariantHelper;
 using namespace ZxVariantHelper::BasicUtils;
 using T = ZxVariant::TypeCodes;
 
-struct Release {
-  void operator()(ZxVariant* r) const { releaseZxVariant(r); }
-};
-using Loose = std::unique_ptr<ZxVariant, Release>;
-struct FreeBlock {
-  void operator()(ZxVariant* r) const { ZxVariantHelper::Delete(r); }
-};
-using Flat = std::unique_ptr<ZxVariant, FreeBlock>;
 
 Loose NewLoose(T type = T::Null) {
   auto* r = static_cast<ZxVariant*>(std::calloc(1, sizeof(ZxVariant)));
