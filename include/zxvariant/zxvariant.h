@@ -15,6 +15,8 @@
 //   printers.h    records as text: debugging tree, Simple, Dom, Yam, VireoConfig,
 //                 QvFramework
 //   smart_wchar_ptr.h SmartWcharPtr, the owning wide-string argument type
+//   sync.h        lock objects: CSyncBase, CSyncCriticalSection, CSyncEvent, CSyncMutex
+//   thread.h      Tavel::AThread, the base class of worker threads
 #pragma once
 
 #include "zxvariant/basic_utils.h"
@@ -28,5 +30,7 @@
 #include "zxvariant/printers.h"
 #include "zxvariant/record.h"
 #include "zxvariant/smart_wchar_ptr.h"
+#include "zxvariant/sync.h"
+#include "zxvariant/thread.h"
 #include "zxvariant/views.h"
 #include "zxvariant/wide_string.h"
