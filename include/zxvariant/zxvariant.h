@@ -22,6 +22,8 @@
 //   hex_text.h    byte buffers as hexadecimal UTF-16 text and back
 //   registry.h    the registry store (keys, typed values) and records stored in it
 //   wrappers.h    typed references, owning values and views over loose records
+//   sync.h        lock objects: CSyncBase, CSyncCriticalSection, CSyncEvent, CSyncMutex
+//   thread.h      Tavel::AThread, the base class of worker threads
 #pragma once
 
 #include "zxvariant/basic_utils.h"
@@ -39,6 +41,8 @@
 #include "zxvariant/record.h"
 #include "zxvariant/registry.h"
 #include "zxvariant/smart_wchar_ptr.h"
+#include "zxvariant/sync.h"
+#include "zxvariant/thread.h"
 #include "zxvariant/views.h"
 #include "zxvariant/wide_string.h"
 #include "zxvariant/wrappers.h"
