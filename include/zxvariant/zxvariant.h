@@ -17,6 +17,7 @@
 //                 QvFramework
 //   smart_wchar_ptr.h SmartWcharPtr, the owning wide-string argument type
 //   events.h      security-event records (ZxVariantEventInfo) and event filters
+//   message.h     AMessage, the header/body message, and its event conversions
 //   zx_string.h   CZxString, CZxBufString, CZxFixedString: narrow text buffers
 //   zx_exception.h CZxException and its kinds, thrown by the support classes
 //   hex_text.h    byte buffers as hexadecimal UTF-16 text and back
@@ -32,6 +33,7 @@
 #include "zxvariant/events.h"
 #include "zxvariant/hex_text.h"
 #include "zxvariant/json.h"
+#include "zxvariant/message.h"
 #include "zxvariant/natural_xml.h"
 #include "zxvariant/node_tree.h"
 #include "zxvariant/operations.h"
