@@ -6,7 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
+#include <fstream>
 #include <random>
 #include <string>
 #include <thread>
@@ -26,13 +26,13 @@ using Storage = zxt::TemporaryRegistry;
 constexpr const char16_t* kRecordKey = u"Software\\Zexora\\Records";
 constexpr const char16_t* kValueName = u"Config";
 
-// The raw bytes of a value, empty when it cannot be read.
-std::vector<unsigned char> RawValue(const char16_t* subkey, const char16_t* name, unsigned* type = nullptr) {
+// The raw bytes of a value of kRecordKey, empty when it cannot be read.
+std::vector<unsigned char> RawValue(const char16_t* name, unsigned* type = nullptr) {
   void* key = nullptr;
-  std::vector<unsigned char> bytes;
-  if (R::OpenKey(R::CurrentUser, subkey, R::KEY_READ, &key) != 0) return bytes;
   unsigned size = 0;
-  if (R::QueryValue(key, name, type, nullptr, &size) == 0) {
+  std::vector<unsigned char> bytes;
+  if (R::OpenKey(R::CurrentUser, kRecordKey, R::KEY_READ, &key) == 0 &&
+      R::QueryValue(key, name, type, nullptr, &size) == 0) {
     bytes.resize(size);
     if (R::QueryValue(key, name, type, bytes.data(), &size) != 0) bytes.clear();
   }
@@ -40,13 +40,20 @@ std::vector<unsigned char> RawValue(const char16_t* subkey, const char16_t* name
   return bytes;
 }
 
-int StoreRaw(const char16_t* subkey, const char16_t* name, const std::vector<unsigned char>& bytes) {
+int StoreRaw(const char16_t* name, const std::vector<unsigned char>& bytes) {
   void* key = nullptr;
-  int code = R::CreateKey(R::CurrentUser, subkey, R::KEY_ALL_ACCESS, &key);
-  if (code != 0) return code;
-  code = R::SetValue(key, name, R::REG_BINARY, bytes.data(), static_cast<unsigned>(bytes.size()));
+  int code = R::CreateKey(R::CurrentUser, kRecordKey, R::KEY_ALL_ACCESS, &key);
+  if (code == 0) code = R::SetValue(key, name, R::REG_BINARY, bytes.data(), static_cast<unsigned>(bytes.size()));
   R::CloseKey(key);
   return code;
+}
+
+// The record read back, null (and a failure) when ReadFromRegistry fails.
+Block ReadBack(void* key, const char16_t* subkey, const char16_t* name = kValueName) {
+  ZxVariant* record = nullptr;
+  const int code = ReadFromRegistry(key, subkey, name, &record);
+  EXPECT_EQ(code, 0);
+  return Block(code == 0 ? record : nullptr);
 }
 
 // A pointer that a failed read must leave as it was.
@@ -54,27 +61,18 @@ ZxVariant* const kUntouched = reinterpret_cast<ZxVariant*>(std::uintptr_t{0x5eed
 
 // Starts the writer child with `args`; its standard output goes to
 // `stdoutFd` when that is not -1.
-pid_t SpawnWriter(const std::vector<std::string>& args, int stdoutFd = -1) {
+pid_t SpawnWriter(std::vector<std::string> args, int stdoutFd = -1) {
+  args.insert(args.begin(), ZXV_REGISTRY_RECORD_WRITER);
   std::vector<char*> argv;
-  std::string program = ZXV_REGISTRY_RECORD_WRITER;
-  argv.push_back(program.data());
-  std::vector<std::string> copies = args;
-  for (std::string& arg : copies) argv.push_back(arg.data());
+  for (std::string& arg : args) argv.push_back(arg.data());
   argv.push_back(nullptr);
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   if (stdoutFd != -1) posix_spawn_file_actions_adddup2(&actions, stdoutFd, STDOUT_FILENO);
   pid_t pid = -1;
-  const int rc = posix_spawn(&pid, program.c_str(), &actions, nullptr, argv.data(), environ);
+  const int rc = posix_spawn(&pid, argv[0], &actions, nullptr, argv.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   return rc == 0 ? pid : -1;
-}
-
-void WriteWholeFile(const std::string& path, const std::string& bytes) {
-  std::FILE* file = std::fopen(path.c_str(), "wb");
-  ASSERT_NE(file, nullptr);
-  std::fwrite(bytes.data(), 1, bytes.size(), file);
-  std::fclose(file);
 }
 
 int WaitFor(pid_t pid) {
@@ -86,7 +84,7 @@ int WaitFor(pid_t pid) {
 
 }  // namespace
 
-TEST_F(Storage, WrittenRecordsReadBackEqual) {
+TEST_F(Storage, RecordsAreStoredZeroBasedAndReadBackEqual) {
   // Below, within and far beyond the reader's 128-byte inner buffer.
   std::vector<unsigned char> bytes(200000);
   for (std::size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<unsigned char>(i * 31);
@@ -96,116 +94,69 @@ TEST_F(Storage, WrittenRecordsReadBackEqual) {
   ASSERT_GT(records[1]->size, 128u);
   for (const Block& original : records) {
     ASSERT_EQ(WriteToRegistry(R::CurrentUser, kRecordKey, kValueName, original.get()), 0);
-    ZxVariant* back = nullptr;
-    ASSERT_EQ(ReadFromRegistry(R::CurrentUser, kRecordKey, kValueName, &back), 0);
-    Block owned(back);
-    EXPECT_TRUE(IsEqual(back, original.get()));
-    EXPECT_TRUE(Validate(back));  // pointer form at its own address
-    EXPECT_NE(back, original.get());
+    unsigned type = 0;
+    EXPECT_EQ(RawValue(kValueName, &type), Image(Block(NewCopy(original.get(), nullptr, false, true)).get()));
+    EXPECT_EQ(type, R::REG_BINARY);
+    const Block back = ReadBack(R::CurrentUser, kRecordKey);
+    EXPECT_TRUE(IsEqual(back.get(), original.get()));
+    EXPECT_TRUE(Validate(back.get()));  // pointer form at its own address
   }
 }
 
-TEST_F(Storage, TheValueIsTheZeroBasedBlockAsBinary) {
-  Block original = Sample();
-  ASSERT_EQ(WriteToRegistry(R::CurrentUser, kRecordKey, kValueName, original.get()), 0);
-  unsigned type = 0;
-  const std::vector<unsigned char> stored = RawValue(kRecordKey, kValueName, &type);
-  EXPECT_EQ(type, R::REG_BINARY);
-  Block zero(NewCopy(original.get(), nullptr, false, true));
-  ASSERT_EQ(stored.size(), original->size);
-  EXPECT_EQ(stored, Image(zero.get()));
-}
-
-TEST_F(Storage, ANullRecordIsInvalidData) {
-  EXPECT_EQ(WriteToRegistry(R::CurrentUser, kRecordKey, kValueName, nullptr), R::ERROR_INVALID_DATA);
-  void* key = nullptr;
-  EXPECT_EQ(R::OpenKey(R::CurrentUser, kRecordKey, R::KEY_READ, &key), R::ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(ReadFromRegistry(R::CurrentUser, kRecordKey, kValueName, nullptr), R::ERROR_INVALID_PARAMETER);
-}
-
-TEST_F(Storage, AMissingKeyOrValueGivesTheStoresCode) {
-  ZxVariant* record = kUntouched;
-  EXPECT_EQ(ReadFromRegistry(R::CurrentUser, u"No\\Such\\Key", kValueName, &record), R::ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(record, kUntouched);
-  Block original = StoredRecord(0);
-  ASSERT_EQ(WriteToRegistry(R::CurrentUser, kRecordKey, kValueName, original.get()), 0);
-  EXPECT_EQ(ReadFromRegistry(R::CurrentUser, kRecordKey, u"Other", &record), R::ERROR_FILE_NOT_FOUND);
-  EXPECT_EQ(record, kUntouched);
-  EXPECT_EQ(ReadFromRegistry(R::CurrentUser, u"\\Bad", kValueName, &record), R::ERROR_BAD_PATHNAME);
-  EXPECT_EQ(record, kUntouched);
-}
-
-TEST_F(Storage, BytesThatAreNoRecordAreInvalidData) {
-  Block original = Sample();
-  Block zero(NewCopy(original.get(), nullptr, false, true));
-  std::vector<unsigned char> bytes = Image(zero.get());
-  std::vector<std::vector<unsigned char>> bad;
-  bad.emplace_back(bytes.begin(), bytes.end() - 1);  // shorter than its size word
-  std::vector<unsigned char> longer = bytes;
-  longer.push_back(0);                               // longer than its size word
-  bad.push_back(longer);
-  bad.push_back({});                                 // empty
-  bad.push_back({64, 0, 0});                         // no whole size word
-  std::vector<unsigned char> wrongSize = bytes;
-  Put32(wrongSize.data(), kSize, static_cast<std::uint32_t>(bytes.size() + 8));
-  wrongSize.resize(bytes.size() + 8);  // consistent length, but the tree says otherwise
-  bad.push_back(wrongSize);
-  Block pointerForm = Sample();  // pointer-form bytes are not zero-based
-  bad.push_back(Image(pointerForm.get()));
-  // A scalar that carries an attribute fails the structural check.
-  ZxvBase* scalar = NewInt(u"a", 5);
-  scalar->AppendAttribute(NewInt(u"x", 1));
-  Block withAttribute = Lay(scalar);
-  ASSERT_EQ(WriteToRegistry(R::CurrentUser, kRecordKey, u"Scalar", withAttribute.get()), 0);
-  bad.push_back(RawValue(kRecordKey, u"Scalar"));
-  ASSERT_EQ(bad.back().size(), withAttribute->size);
-
-  for (std::size_t i = 0; i < bad.size(); ++i) {
-    ASSERT_EQ(StoreRaw(kRecordKey, kValueName, bad[i]), 0);
-    ZxVariant* record = kUntouched;
-    EXPECT_EQ(ReadFromRegistry(R::CurrentUser, kRecordKey, kValueName, &record), R::ERROR_INVALID_DATA) << i;
-    EXPECT_EQ(record, kUntouched) << i;
-  }
-}
-
-TEST_F(Storage, WorksBelowAnOpenKeyAndWithoutASubkey) {
+TEST_F(Storage, WorksBelowAnOpenKeyAndWithoutASubkeyOrValueName) {
   void* key = nullptr;
   ASSERT_EQ(R::CreateKey(R::LocalMachine, u"Base", R::KEY_ALL_ACCESS, &key), 0);
   Block original = StoredRecord(1);
   ASSERT_EQ(WriteToRegistry(key, nullptr, nullptr, original.get()), 0);  // the key's default value
   ASSERT_EQ(WriteToRegistry(key, u"Deeper\\Still", kValueName, original.get()), 0);
-  ZxVariant* back = nullptr;
-  ASSERT_EQ(ReadFromRegistry(R::LocalMachine, u"base", u"", &back), 0);
-  EXPECT_TRUE(IsEqual(back, original.get()));
-  Delete(back);
-  ASSERT_EQ(ReadFromRegistry(key, u"DEEPER\\still", u"config", &back), 0);
-  EXPECT_TRUE(IsEqual(back, original.get()));
-  Delete(back);
+  EXPECT_TRUE(IsEqual(ReadBack(R::LocalMachine, u"base", u"").get(), original.get()));
+  EXPECT_TRUE(IsEqual(ReadBack(key, u"DEEPER\\still", u"config").get(), original.get()));
   R::CloseKey(key);
 }
 
-TEST_F(Storage, StoreFailuresPassThroughUnchanged) {
+TEST_F(Storage, FailuresGiveTheirCodesAndLeaveTheRecordPointerAlone) {
   Block original = StoredRecord(0);
-  int local = 0;
   ZxVariant* record = kUntouched;
+  EXPECT_EQ(WriteToRegistry(R::CurrentUser, kRecordKey, kValueName, nullptr), R::ERROR_INVALID_DATA);
+  EXPECT_EQ(ReadFromRegistry(R::CurrentUser, kRecordKey, kValueName, nullptr), R::ERROR_INVALID_PARAMETER);
+  EXPECT_EQ(ReadFromRegistry(R::CurrentUser, u"No\\Such\\Key", kValueName, &record), R::ERROR_FILE_NOT_FOUND);
+  ASSERT_EQ(WriteToRegistry(R::CurrentUser, kRecordKey, kValueName, original.get()), 0);
+  EXPECT_EQ(ReadFromRegistry(R::CurrentUser, kRecordKey, u"Other", &record), R::ERROR_FILE_NOT_FOUND);
+  int local = 0;
   EXPECT_EQ(WriteToRegistry(&local, kRecordKey, kValueName, original.get()), R::ERROR_INVALID_HANDLE);
   EXPECT_EQ(ReadFromRegistry(&local, kRecordKey, kValueName, &record), R::ERROR_INVALID_HANDLE);
-  EXPECT_EQ(record, kUntouched);
-  // A read-only parent may not get a new subkey.
-  void* readOnly = nullptr;
-  ASSERT_EQ(R::CreateKey(R::CurrentUser, u"Locked", R::KEY_ALL_ACCESS, &readOnly), 0);
-  R::CloseKey(readOnly);
-  ASSERT_EQ(R::OpenKey(R::CurrentUser, u"Locked", R::KEY_READ, &readOnly), 0);
-  EXPECT_EQ(WriteToRegistry(readOnly, u"New", kValueName, original.get()), R::ERROR_ACCESS_DENIED);
-  R::CloseKey(readOnly);
   // A database file that is no registry (a fresh path: this process keeps
   // its connection to the first file open).
   const std::string junk = Folder() + "/junk.db";
-  WriteWholeFile(junk, std::string(4096, 'J'));
+  std::ofstream(junk, std::ios::binary) << std::string(4096, 'J');
   ASSERT_EQ(setenv("ZXV_REGISTRY_PATH", junk.c_str(), 1), 0);
   EXPECT_EQ(WriteToRegistry(R::CurrentUser, kRecordKey, kValueName, original.get()), R::ERROR_BADDB);
   EXPECT_EQ(ReadFromRegistry(R::CurrentUser, kRecordKey, kValueName, &record), R::ERROR_BADDB);
   EXPECT_EQ(record, kUntouched);
+}
+
+TEST_F(Storage, BytesThatAreNoRecordAreInvalidData) {
+  Block original = Sample(), zero(NewCopy(original.get(), nullptr, false, true));
+  const std::vector<unsigned char> bytes = Image(zero.get());
+  std::vector<unsigned char> longer = bytes, wrongSize = bytes;
+  longer.push_back(0);
+  Put32(wrongSize.data(), kSize, static_cast<std::uint32_t>(bytes.size() + 8));
+  wrongSize.resize(bytes.size() + 8);  // consistent length, but the tree says otherwise
+  Owned<ZxvBase> scalar(NewInt(u"a", 5));  // a scalar with an attribute fails the structural check
+  scalar->AppendAttribute(NewInt(u"x", 1));
+  Block withAttribute = Lay(*scalar);
+  ASSERT_EQ(WriteToRegistry(R::CurrentUser, kRecordKey, u"Scalar", withAttribute.get()), 0);
+  const std::vector<std::vector<unsigned char>> bad = {
+      std::vector<unsigned char>(bytes.begin(), bytes.end() - 1), longer, {}, {64, 0, 0}, wrongSize,
+      Image(original.get()),  // pointer-form bytes are not zero-based
+      RawValue(u"Scalar")};
+  ASSERT_EQ(bad.back().size(), withAttribute->size);
+  for (std::size_t i = 0; i < bad.size(); ++i) {
+    ASSERT_EQ(StoreRaw(kValueName, bad[i]), 0);
+    ZxVariant* record = kUntouched;
+    EXPECT_EQ(ReadFromRegistry(R::CurrentUser, kRecordKey, kValueName, &record), R::ERROR_INVALID_DATA) << i;
+    EXPECT_EQ(record, kUntouched) << i;
+  }
 }
 
 TEST_F(Storage, AKilledWriterLeavesTheOldOrTheNewRecord) {
@@ -230,22 +181,13 @@ TEST_F(Storage, AKilledWriterLeavesTheOldOrTheNewRecord) {
     ASSERT_TRUE(running) << "the writer never wrote (status " << status << ")";
     ASSERT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGKILL) << "status " << status;
 
-    const std::vector<unsigned char> stored = RawValue(kRecordKey, kValueName);
-    ASSERT_GE(stored.size(), 64u);
-    EXPECT_EQ(U32(stored.data(), kSize), stored.size());
-    EXPECT_TRUE(ValidateZero(reinterpret_cast<const ZxVariant*>(stored.data())));
-    ZxVariant* back = nullptr;
-    ASSERT_EQ(ReadFromRegistry(R::CurrentUser, kRecordKey, kValueName, &back), 0) << "round " << round;
-    EXPECT_TRUE(IsAStoredRecord(back)) << "round " << round;
-    Delete(back);
+    const std::vector<unsigned char> stored = RawValue(kValueName);
+    EXPECT_TRUE(stored.size() >= 64 && U32(stored.data(), kSize) == stored.size() &&
+                ValidateZero(reinterpret_cast<const ZxVariant*>(stored.data())));
+    EXPECT_TRUE(IsAStoredRecord(ReadBack(R::CurrentUser, kRecordKey).get())) << "round " << round;
   }
-  // The store goes on working after all the killed writers.
-  Block last = StoredRecord(1);
-  ASSERT_EQ(WriteToRegistry(R::CurrentUser, u"After", kValueName, last.get()), 0);
-  ZxVariant* back = nullptr;
-  ASSERT_EQ(ReadFromRegistry(R::CurrentUser, u"After", kValueName, &back), 0);
-  EXPECT_TRUE(IsEqual(back, last.get()));
-  Delete(back);
+  // The store goes on taking writes after all the killed writers.
+  EXPECT_EQ(WriteToRegistry(R::CurrentUser, kRecordKey, kValueName, first.get()), 0);
 }
 
 TEST_F(Storage, ProcessesAndThreadsWriteAndReadAtOnce) {
@@ -269,8 +211,5 @@ TEST_F(Storage, ProcessesAndThreadsWriteAndReadAtOnce) {
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << "child status " << status;
   }
   for (int t = 0; t < kThreads; ++t) EXPECT_EQ(failures[t], 0) << firsts[t];
-  ZxVariant* back = nullptr;
-  ASSERT_EQ(ReadFromRegistry(R::CurrentUser, u"Shared", u"Config", &back), 0);
-  EXPECT_TRUE(IsAStoredRecord(back));
-  Delete(back);
+  EXPECT_TRUE(IsAStoredRecord(ReadBack(R::CurrentUser, u"Shared").get()));
 }
