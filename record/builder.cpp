@@ -225,9 +225,10 @@ unsigned int ZxvBase::ComputeZxVariantSize() const {
 ZxVariant* ZxvBase::BuildNewZxVariant(ZxvAllocator alloc) const {
   detail::BuilderWriter writer;
   std::uint32_t size = writer.Plan(*this);
-  void* block = alloc ? alloc(size) : std::malloc(size);
+  // calloc's block is cleared already (see Build::BuildNewZxVariant).
+  void* block = alloc ? alloc(size) : std::calloc(size, 1);
   if (block == nullptr) return nullptr;
-  std::memset(block, 0, size);
+  if (alloc) std::memset(block, 0, size);
   writer.Write(*this, static_cast<char*>(block));
   return static_cast<ZxVariant*>(block);
 }

@@ -6,6 +6,7 @@
 #include <clocale>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <limits>
 #include <new>
 #include <string>
@@ -158,7 +159,91 @@ std::size_t FormatInt(int value, char16_t* out) { return FormatWith(value, out);
 
 std::size_t FormatInt64(long long value, char16_t* out) { return FormatWith(value, out); }
 
+#if defined(__SIZEOF_INT128__)
+namespace {
+
+// %.6g for the values printf writes without an exponent, |value| in
+// [1e-4, 1e6), by exact integer arithmetic: value = m * 2^q, and
+// value * 10^k = m * 5^k * 2^(q + k) with k = 5 - (decimal exponent), whose
+// integer part is the six digits and whose remainder decides the rounding
+// (far cheaper than the general formatter, which canada.json-like records
+// of coordinates spend most of their writing time in).
+// An exact tie (which printf rounds by its own rule) and every other value
+// answer 0: the caller then takes the general road.
+std::size_t FormatSixDigitsFixed(double value, char16_t* out) {
+  static constexpr std::uint64_t kPowersOfFive[] = {1, 5, 25, 125, 625, 3125, 15625, 78125, 390625, 1953125};
+  const double magnitude = std::fabs(value);
+  if (!(magnitude >= 9e-5 && magnitude < 1.1e6)) return 0;  // roughly; the exact range is checked below
+  // A normal double in this range: value = m * 2^q with a 53-bit m.
+  std::uint64_t bits;
+  std::memcpy(&bits, &magnitude, sizeof bits);
+  const int biased = static_cast<int>(bits >> 52);
+  const std::uint64_t mantissa = (bits & ((std::uint64_t{1} << 52) - 1)) | (std::uint64_t{1} << 52);
+  const int q = biased - 1075;
+  // The decimal exponent, first estimated from the binary one (log10(2) is
+  // about 1233 / 4096), then corrected until the scaled integer part has
+  // exactly six digits.
+  int exponent10 = ((biased - 1023) * 1233) >> 12;
+  unsigned __int128 scaled = 0;
+  unsigned __int128 remainder = 0;
+  unsigned shift = 0;
+  for (int attempt = 0; attempt < 3; ++attempt) {
+    const int k = 5 - exponent10;
+    if (k < 0 || k > 9) return 0;
+    const unsigned __int128 product = static_cast<unsigned __int128>(mantissa) * kPowersOfFive[k];
+    const int s = q + k;
+    if (s >= 0 || -s >= 127) return 0;  // not reached in this range
+    shift = static_cast<unsigned>(-s);
+    scaled = product >> shift;
+    remainder = product - (scaled << shift);
+    if (scaled < 100000) {
+      --exponent10;
+    } else if (scaled >= 1000000) {
+      ++exponent10;
+    } else {
+      break;
+    }
+  }
+  if (scaled < 100000 || scaled >= 1000000 || exponent10 < -4) return 0;
+  const unsigned __int128 half = static_cast<unsigned __int128>(1) << (shift - 1);
+  if (remainder == half) return 0;  // an exact tie
+  auto digits = static_cast<std::uint32_t>(scaled) + (remainder > half ? 1 : 0);
+  if (digits == 1000000) {  // rounded up to the next power of ten
+    digits = 100000;
+    ++exponent10;
+  }
+  if (exponent10 >= 6) return 0;  // printf switches to the exponent form
+  char16_t six[6];
+  for (int i = 5; i >= 0; --i, digits /= 10) six[i] = static_cast<char16_t>(u'0' + digits % 10);
+  std::size_t n = 0;
+  if (value < 0) out[n++] = u'-';
+  if (exponent10 >= 0) {
+    for (int i = 0; i <= exponent10; ++i) out[n++] = six[i];
+  } else {
+    out[n++] = u'0';
+  }
+  // The fraction, 5 - X digits as printf's precision P - 1 - X asks: zeros
+  // before the digits when X < 0, then the digits left; without trailing
+  // zeros, and without the point when nothing is left.
+  char16_t fractionText[16];
+  int f = 0;
+  for (int i = exponent10; i < -1; ++i) fractionText[f++] = u'0';
+  for (int i = exponent10 >= 0 ? exponent10 + 1 : 0; i < 6; ++i) fractionText[f++] = six[i];
+  while (f > 0 && fractionText[f - 1] == u'0') --f;
+  if (f > 0) {
+    out[n++] = u'.';
+    for (int i = 0; i < f; ++i) out[n++] = fractionText[i];
+  }
+  return n;
+}
+
+}  // namespace
+#endif
+
 std::size_t FormatDouble(double value, char16_t* out) {
+#if defined(__SIZEOF_INT128__)
+  if (const std::size_t n = FormatSixDigitsFixed(value, out); n != 0) return n;
+#endif
   // to_chars with a precision formats exactly as printf's %.6g in the "C" locale.
   char digits[kNumberTextUnits];
   const std::to_chars_result r =

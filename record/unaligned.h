@@ -37,6 +37,15 @@ inline T* At(std::uintptr_t address) {
   return reinterpret_cast<T*>(address);
 }
 
+// Whether the `count` units at `a` and at `b` (either at any address) are
+// the same, compared plainly: the last units first, where names that share
+// a prefix ("field7", "field8") differ.
+inline bool EqualUnits(const char16_t* a, const char16_t* b, std::size_t count) {
+  if (count == 0) return true;
+  if (LoadUnit(a, count - 1) != LoadUnit(b, count - 1)) return false;
+  return std::memcmp(a, b, 2 * (count - 1)) == 0;
+}
+
 // Units before the NUL, read unaligned-safe.
 inline std::size_t UnitCount(const char16_t* text) {
   std::size_t n = 0;

@@ -26,11 +26,13 @@ bool SameUnits(const char16_t* a, const char16_t* b, std::uint32_t length, Fold 
 
 char16_t Exact(char16_t unit) { return unit; }
 
-// Whether a node's name equals `name` (null counts as empty), case-sensitively.
-bool NameIs(const ZxVariant& node, const char16_t* name) {
-  std::uint32_t length = name ? static_cast<std::uint32_t>(detail::UnitCount(name)) : 0;
+// Whether a node's name equals `name` of `length` units (null counts as
+// empty), case-sensitively.  UnitCount measured `name`, so it holds no
+// U+0000 among those units and SameUnits' stop at a shared U+0000 cannot
+// apply: plain equality of the units decides.
+bool NameIs(const ZxVariant& node, const char16_t* name, std::uint32_t length) {
   if (node.name.length != length) return false;
-  return length == 0 || SameUnits(node.name.str, name, length, Exact);
+  return length == 0 || detail::EqualUnits(node.name.str, name, length);
 }
 
 const ZxVariant* Entry(const ZxVariant::List& list, std::uint32_t index) {
@@ -39,10 +41,13 @@ const ZxVariant* Entry(const ZxVariant::List& list, std::uint32_t index) {
 }
 
 // The first node of a searched list (entry 0) followed along next, by name.
+// The name is measured once; each node is then passed on its length alone
+// unless the lengths agree.
 const ZxVariant* FindByName(const ZxVariant::List& list, const char16_t* name) {
   if (list.count == 0 || list.items == nullptr) return nullptr;
+  const auto length = name ? static_cast<std::uint32_t>(detail::UnitCount(name)) : 0;
   for (const ZxVariant* node = Entry(list, 0); node != nullptr; node = node->next) {
-    if (NameIs(*node, name)) return node;
+    if (NameIs(*node, name, length)) return node;
   }
   return nullptr;
 }

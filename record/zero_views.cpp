@@ -28,10 +28,11 @@ const ZxVariantZ* Word(const ZxVariantZ* node, std::uint64_t arraySlot, int inde
   return Translate<ZxVariantZ>(node, detail::LoadU32(array + 4 * static_cast<std::ptrdiff_t>(index)));
 }
 
-bool NameIs(const ZxVariantZ* node, const char16_t* name) {
-  ZxvStringView wanted(name);
+// `wanted` is measured once by the caller (so it holds no U+0000 among its
+// units, and plain equality decides as ZxvStringView's comparison would).
+bool NameIs(const ZxVariantZ* node, const ZxvStringView& wanted) {
   if (node->NameLen() != wanted.length) return false;
-  return ZxvStringView(ZxVariant::String{node->NameLen(), 0, node->NameStr()}) == wanted;
+  return wanted.length == 0 || detail::EqualUnits(node->NameStr(), wanted.str, wanted.length);
 }
 
 }  // namespace
@@ -88,8 +89,9 @@ ZxvZView ZxvZView::operator[](int index) const {
 
 ZxvZView ZxvZView::operator[](const char16_t* name) const {
   if (!IsList() || m_node->ValueListLen() == 0) return ZxvZView();
+  const ZxvStringView wanted(name);
   for (const ZxVariantZ* node = m_node->ValueListIndex(0); node != nullptr; node = node->Next()) {
-    if (NameIs(node, name)) return ZxvZView(node);
+    if (NameIs(node, wanted)) return ZxvZView(node);
   }
   return ZxvZView();
 }

@@ -1,5 +1,6 @@
 #!/usr/bin/env bash
-# Installs the Debian packages needed to build and test ZxVariant.
+# Installs the Debian packages needed to build and test ZxVariant, and the
+# packages named as arguments (bench/run.sh passes the benchmark's peers).
 # Safe to run repeatedly: when everything is present it only checks and exits.
 set -euo pipefail
 
@@ -13,6 +14,7 @@ ZXV_DEB_PACKAGES=(
   libgmock-dev
   libsqlite3-dev
 )
+ZXV_DEB_PACKAGES+=("$@")
 
 if ! command -v dpkg >/dev/null 2>&1; then
   echo "install-deps: dpkg not found; this script supports Debian-based systems only." >&2

@@ -15,6 +15,10 @@
 //      its next sibling at its own offset plus its subtree size.
 // The block is byte for byte what laying out the equivalent builder tree
 // gives, without one heap object per node.
+//
+// Runs of blanks and the plain units of strings are passed over eight units
+// at a time where the processor has SSE2 (see RunEnd).  Numbers are read
+// straight from the text unless a blank lies inside them.
 #include <cerrno>
 #include <charconv>
 #include <climits>
@@ -26,6 +30,10 @@
 #include <new>
 #include <string>
 #include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "record/explicit_stack.h"
 #include "record/text_numbers.h"
@@ -88,6 +96,98 @@ struct ClassTable {
 constexpr ClassTable kClasses;
 
 inline Class ClassOf(char16_t unit) { return unit < 128 ? kClasses.of[unit] : kOther; }
+
+// isspace in the "C" locale: space, tab, LF, VT, FF, CR.  Every unit above the
+// space is answered by the first comparison.
+inline bool IsBlankUnit(char16_t unit) { return unit <= u' ' && (unit == u' ' || (unit >= u'\t' && unit <= u'\r')); }
+
+// Where a run of units ends: the first unit at or after `pos` that is no
+// blank (kBlanks), or that is a quote, a backslash or U+0000 (strings).
+//
+// With SSE2 and an even text address, whole 16-byte blocks are compared at
+// once.  The blocks are aligned, so a load never crosses into another page;
+// the first and the last block of a run may hold bytes before `pos` and
+// after the terminating U+0000, which are ignored.  Those bytes may lie
+// outside the caller's allocation, so StopMask is left out of address
+// sanitizing: its loads are safe by construction, not by the allocation's
+// bounds.
+enum class Run { kBlanks, kStringUnits };
+
+#if defined(__GNUC__) || defined(__clang__)
+#define ZXV_NO_ADDRESS_SANITIZING __attribute__((no_sanitize_address))
+#else
+#define ZXV_NO_ADDRESS_SANITIZING
+#endif
+
+#if defined(__SSE2__)
+// One bit per byte of the aligned 16-byte block at `address`, set where the
+// run stops.
+template <Run kRun>
+ZXV_NO_ADDRESS_SANITIZING unsigned StopMask(std::uintptr_t address) {
+  const __m128i units = _mm_load_si128(reinterpret_cast<const __m128i*>(address));
+  __m128i stop;
+  if constexpr (kRun == Run::kBlanks) {
+    // Space, or \t..\r: unit - 9 saturates to 0 after subtracting 4 more.
+    const __m128i space = _mm_cmpeq_epi16(units, _mm_set1_epi16(u' '));
+    const __m128i control = _mm_cmpeq_epi16(
+        _mm_subs_epu16(_mm_sub_epi16(units, _mm_set1_epi16(9)), _mm_set1_epi16(4)), _mm_setzero_si128());
+    stop = _mm_andnot_si128(_mm_or_si128(space, control), _mm_set1_epi16(-1));
+  } else {
+    stop = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(units, _mm_set1_epi16(u'"')),
+                                     _mm_cmpeq_epi16(units, _mm_set1_epi16(u'\\'))),
+                        _mm_cmpeq_epi16(units, _mm_setzero_si128()));
+  }
+  return static_cast<unsigned>(_mm_movemask_epi8(stop));
+}
+#endif
+
+template <Run kRun>
+std::size_t RunEnd(const char16_t* text, std::size_t pos) {
+#if defined(__SSE2__)
+  const auto at = reinterpret_cast<std::uintptr_t>(text) + 2 * pos;
+  if ((at & 1) == 0) {
+    std::uintptr_t block = at & ~std::uintptr_t{15};
+    unsigned mask = StopMask<kRun>(block) & (0xFFFFu << (at - block));
+    while (mask == 0) {
+      block += 16;
+      mask = StopMask<kRun>(block);
+    }
+    return (block + static_cast<unsigned>(__builtin_ctz(mask)) - reinterpret_cast<std::uintptr_t>(text)) / 2;
+  }
+#endif
+  for (;; ++pos) {
+    const char16_t unit = LoadUnit(text, pos);
+    if constexpr (kRun == Run::kBlanks) {
+      if (!IsBlankUnit(unit)) return pos;
+    } else {
+      if (unit == u'"' || unit == u'\\' || unit == 0) return pos;
+    }
+  }
+}
+
+// The characters of a number as the reader gathers them: on the stack up to
+// kInline units (every ordinary number), in a heap string beyond.
+class NumberText {
+ public:
+  static constexpr std::size_t kInline = 64;
+
+  void push_back(char16_t unit) {
+    if (m_size < kInline) {
+      m_inline[m_size++] = unit;
+      return;
+    }
+    if (m_size == kInline) m_spill.assign(m_inline, kInline);
+    m_spill.push_back(unit);
+    ++m_size;
+  }
+  const char16_t* data() const { return m_size <= kInline ? m_inline : m_spill.data(); }
+  std::size_t size() const { return m_size; }
+
+ private:
+  char16_t m_inline[kInline];
+  std::size_t m_size = 0;
+  std::u16string m_spill;
+};
 
 // A run of UTF-16 units: a range of the input text, or of the escape pool.
 struct Units {
@@ -184,8 +284,11 @@ class Parser {
  private:
   char16_t At(std::size_t index) const { return LoadUnit(m_text, index); }
   char16_t Current() const { return At(m_pos); }
+  // Most calls meet no blank or a single one; longer runs go to RunEnd.
   void SkipBlanks() {
-    while (ClassOf(Current()) == kBlank) ++m_pos;
+    if (!IsBlankUnit(Current())) return;
+    if (!IsBlankUnit(At(++m_pos))) return;
+    m_pos = RunEnd<Run::kBlanks>(m_text, m_pos + 1);
   }
   bool Fail(const char16_t* expected) {
     m_expected = expected;
@@ -201,6 +304,7 @@ class Parser {
   bool ReadString(Units* out);
   bool ReadKeyword(const char16_t* word, std::size_t length);
   bool ReadNumber(std::uint64_t* bits, T* type);
+  bool ReadNumberWithBlanks(std::uint64_t* bits, T* type);
   bool ReadValue(const Units& name, bool* opened);
 
   const char16_t* m_text;
@@ -209,7 +313,7 @@ class Parser {
   std::uint64_t m_total = 0;
   std::size_t m_depth = 0;  // open arrays and objects
   EventStore m_events;
-  std::u16string m_pool;  // decoded escaped strings and number scratch
+  std::u16string m_pool;  // decoded escaped strings
   detail::ExplicitStack<Frame> m_open;
 };
 
@@ -258,12 +362,8 @@ bool Parser::ReadString(Units* out) {
   SkipBlanks();
   if (Current() != u'"') return Fail(kExpectQuote);
   const std::size_t begin = ++m_pos;
-  char16_t unit;
-  for (;;) {
-    unit = Current();
-    if (unit == u'"' || unit == u'\\' || unit == 0) break;
-    ++m_pos;
-  }
+  m_pos = RunEnd<Run::kStringUnits>(m_text, begin);
+  char16_t unit = Current();
   if (unit == 0) return Fail(kExpectStringUnit);
   if (unit == u'"') {
     const std::size_t length = m_pos - begin;
@@ -330,38 +430,103 @@ bool Parser::ReadKeyword(const char16_t* word, std::size_t length) {
   return true;
 }
 
-// A number; blanks before every digit are skipped on purpose (see json.h).
-// The units that make up the number are gathered at the end of the pool,
-// which is cut back afterwards.
+// A number.  Blanks may lie between its digits (see json.h), but they
+// hardly ever do: a number without blanks inside is read straight from the
+// text; any other goes to ReadNumberWithBlanks, which gives the same result
+// for every number.
 bool Parser::ReadNumber(std::uint64_t* bits, T* type) {
-  const std::size_t scratch = m_pool.size();
+  const std::size_t start = m_pos;
+  std::size_t pos = start;
+  char ascii[64];  // the text as from_chars takes it; longer texts are not kept
+  std::size_t length = 0;
+  char16_t unit = At(pos);
+  auto take = [&] {
+    if (length < sizeof ascii) ascii[length] = static_cast<char>(unit);
+    ++length;
+    unit = At(++pos);
+  };
+  auto digits = [&] {
+    const std::size_t first = pos;
+    while (unit >= u'0' && unit <= u'9') take();
+    return pos - first;
+  };
+  if (unit == u'-') take();
+  const std::size_t integerDigits = digits();
+  const bool isFloat = unit == u'.';
+  if (isFloat) {
+    take();
+    digits();
+    if (unit == u'e' || unit == u'E') {
+      take();
+      if (unit == u'+' || unit == u'-') take();
+      digits();
+    }
+  }
+  if (integerDigits == 0 || IsBlankUnit(unit)) return ReadNumberWithBlanks(bits, type);
+  m_pos = pos;
+  if (!isFloat) {
+    const bool negative = ascii[0] == '-';
+    if (integerDigits <= 9) {
+      // Cannot reach the 32-bit limits: read it here.
+      int value = 0;
+      for (std::size_t i = negative ? 1 : 0; i < length; ++i) value = value * 10 + (ascii[i] - '0');
+      *bits = static_cast<std::uint32_t>(negative ? -value : value);
+      *type = T::Int;
+      return true;
+    }
+    // The runtime's readers, saturation and errno included.
+    const int narrow = detail::ParseInt(m_text + start, length);
+    if (narrow == INT_MAX || narrow == INT_MIN) {
+      *bits = static_cast<std::uint64_t>(detail::ParseInt64(m_text + start, length));
+      *type = T::Int64;
+    } else {
+      *bits = static_cast<std::uint32_t>(narrow);
+      *type = T::Int;
+    }
+    return true;
+  }
+  double value = 0;
+  // Correctly rounded like strtod; long and out-of-range texts take the
+  // slow road.
+  if (length > sizeof ascii || std::from_chars(ascii, ascii + length, value).ec != std::errc()) {
+    value = detail::ParseDouble(m_text + start, length);
+  }
+  std::memcpy(bits, &value, sizeof value);
+  *type = T::Float;
+  return true;
+}
+
+// Any number: the units that make it up, without the blanks between them,
+// are gathered in a NumberText.
+bool Parser::ReadNumberWithBlanks(std::uint64_t* bits, T* type) {
+  NumberText text;
   if (Current() == u'-') {
-    m_pool.push_back(u'-');
+    text.push_back(u'-');
     ++m_pos;
   }
   // Digits, each after skipping the blanks before it.
-  auto takeDigits = [this]() {
+  auto takeDigits = [this, &text]() {
     std::size_t taken = 0;
+    std::size_t pos = m_pos;
     for (;;) {
-      SkipBlanks();
-      const char16_t unit = Current();
-      if (ClassOf(unit) != kDigit) return taken;
-      m_pool.push_back(unit);
-      ++m_pos;
+      char16_t unit = At(pos);
+      while (IsBlankUnit(unit)) unit = At(++pos);
+      if (unit < u'0' || unit > u'9') break;
+      text.push_back(unit);
+      ++pos;
       ++taken;
     }
+    m_pos = pos;
+    return taken;
   };
   const std::size_t integerDigits = takeDigits();
-  if (integerDigits == 0) {
-    m_pool.resize(scratch);
-    return Fail(kExpectNumber);
-  }
+  if (integerDigits == 0) return Fail(kExpectNumber);
   SkipBlanks();
   const char16_t* units;
   std::size_t length;
   if (Current() != u'.') {
-    units = m_pool.data() + scratch;
-    length = m_pool.size() - scratch;
+    units = text.data();
+    length = text.size();
     const bool negative = units[0] == u'-';
     if (integerDigits <= 9) {
       // Cannot reach the 32-bit limits: read it here.
@@ -380,24 +545,23 @@ bool Parser::ReadNumber(std::uint64_t* bits, T* type) {
         *type = T::Int;
       }
     }
-    m_pool.resize(scratch);
     return true;
   }
-  m_pool.push_back(u'.');
+  text.push_back(u'.');
   ++m_pos;
   takeDigits();
   SkipBlanks();
   if (Current() == u'e' || Current() == u'E') {
-    m_pool.push_back(Current());
+    text.push_back(Current());
     ++m_pos;
     if (Current() == u'+' || Current() == u'-') {
-      m_pool.push_back(Current());
+      text.push_back(Current());
       ++m_pos;
     }
     takeDigits();
   }
-  units = m_pool.data() + scratch;
-  length = m_pool.size() - scratch;
+  units = text.data();
+  length = text.size();
   double value = 0;
   bool done = false;
   char ascii[64];
@@ -409,7 +573,6 @@ bool Parser::ReadNumber(std::uint64_t* bits, T* type) {
   if (!done) value = detail::ParseDouble(units, length);
   std::memcpy(bits, &value, sizeof value);
   *type = T::Float;
-  m_pool.resize(scratch);
   return true;
 }
 

@@ -11,6 +11,10 @@
 #include <cstring>
 #include <string>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "record/explicit_stack.h"
 #include "record/text_numbers.h"
 #include "record/unaligned.h"
@@ -54,17 +58,27 @@ class Output {
   void Put(char16_t unit) {
     if (Reserve(1)) PutReserved(unit);
   }
-  // A NUL-terminated ASCII text from this file.
-  void Put(const char16_t* text) {
-    const std::size_t count = std::char_traits<char16_t>::length(text);
-    if (!Reserve(count)) return;
-    std::memcpy(m_units + m_length, text, count * sizeof(char16_t));
-    m_length += count;
+  // An ASCII literal from this file.
+  template <std::size_t kSize>
+  void Put(const char16_t (&text)[kSize]) {
+    constexpr std::size_t kCount = kSize - 1;  // without the NUL
+    if (!Reserve(kCount)) return;
+    std::memcpy(m_units + m_length, text, kCount * sizeof(char16_t));
+    m_length += kCount;
   }
-  void Blanks(std::size_t count) {
-    if (!Reserve(count)) return;
-    for (std::size_t i = 0; i < count; ++i) m_units[m_length + i] = u' ';
-    m_length += count;
+  // What goes before an element: the comma after the one before it (when
+  // `comma`), the line break and `depth` blanks, in one reservation.
+  void Break(bool comma, std::size_t depth) {
+    if (!Reserve(depth + 2)) return;
+    if (comma) PutReserved(u',');
+    PutReserved(u'\n');
+    char16_t* out = m_units + m_length;
+    std::size_t i = 0;
+    for (constexpr std::uint64_t kFour = 0x0020002000200020ull; i + 4 <= depth; i += 4) {
+      std::memcpy(out + i, &kFour, sizeof kFour);  // four blanks at once
+    }
+    for (; i < depth; ++i) out[i] = u' ';
+    m_length += depth;
   }
   // A number written by one of the text_numbers formatters.
   template <typename Formatter, typename Value>
@@ -96,12 +110,38 @@ class Output {
   bool m_failed = false;
 };
 
+// Writes one unit with its escape at `out`; returns the end.
+char16_t* PutEscaped(char16_t unit, char16_t* out) {
+  static constexpr char16_t kHex[] = u"0123456789abcdef";
+  if (unit >= 0x20 && unit < 0x7F) {
+    if (unit == u'"' || unit == u'\\') *out++ = u'\\';
+    *out++ = unit;
+    return out;
+  }
+  *out++ = u'\\';
+  switch (unit) {
+    case 0x08: *out++ = u'b'; break;
+    case 0x09: *out++ = u't'; break;
+    case 0x0A: *out++ = u'n'; break;
+    case 0x0C: *out++ = u'f'; break;
+    case 0x0D: *out++ = u'r'; break;
+    default:
+      *out++ = u'u';
+      *out++ = kHex[unit >> 12];
+      *out++ = kHex[(unit >> 8) & 0xF];
+      *out++ = kHex[(unit >> 4) & 0xF];
+      *out++ = kHex[unit & 0xF];
+      break;
+  }
+  return out;
+}
+
 // The quote, the units with their escapes, the quote.  Printable ASCII
 // (0x20-0x7E, the "C" locale's isprint) passes unchanged except " and \;
 // every other unit without a short escape becomes \u and four lower-case
-// hexadecimal digits, so the text is plain ASCII.
+// hexadecimal digits, so the text is plain ASCII.  With SSE2, blocks of
+// eight units that need no escape are copied as they are.
 void Output::String(const char16_t* text, std::size_t count) {
-  static constexpr char16_t kHex[] = u"0123456789abcdef";
   // Each unit takes at most 6 units of output; work in slices so that a long
   // string never reserves six times its length at once.
   constexpr std::size_t kSlice = 4096;
@@ -110,29 +150,34 @@ void Output::String(const char16_t* text, std::size_t count) {
     const std::size_t slice = count - done < kSlice ? count - done : kSlice;
     if (!Reserve(6 * slice)) return;
     char16_t* out = m_units + m_length;
-    for (std::size_t i = done; i < done + slice; ++i) {
-      const char16_t unit = LoadUnit(text, i);
-      if (unit >= 0x20 && unit < 0x7F) {
-        if (unit == u'"' || unit == u'\\') *out++ = u'\\';
-        *out++ = unit;
+    std::size_t i = done;
+    const std::size_t end = done + slice;
+#if defined(__SSE2__)
+    const char* bytes = reinterpret_cast<const char*>(text);
+    while (end - i >= 8) {
+      const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(bytes + 2 * i));
+      // 0x20-0x7E: unit - 0x20 saturates to 0 after subtracting 0x5E more.
+      const __m128i printable = _mm_cmpeq_epi16(
+          _mm_subs_epu16(_mm_sub_epi16(units, _mm_set1_epi16(0x20)), _mm_set1_epi16(0x5E)), _mm_setzero_si128());
+      const __m128i special = _mm_or_si128(_mm_cmpeq_epi16(units, _mm_set1_epi16(u'"')),
+                                           _mm_cmpeq_epi16(units, _mm_set1_epi16(u'\\')));
+      const unsigned plain = static_cast<unsigned>(_mm_movemask_epi8(_mm_andnot_si128(special, printable)));
+      // The 16 bytes always fit: 6 units of room are reserved per unit left.
+      _mm_storeu_si128(reinterpret_cast<__m128i*>(out), units);
+      if (plain == 0xFFFF) {
+        out += 8;
+        i += 8;
         continue;
       }
-      *out++ = u'\\';
-      switch (unit) {
-        case 0x08: *out++ = u'b'; break;
-        case 0x09: *out++ = u't'; break;
-        case 0x0A: *out++ = u'n'; break;
-        case 0x0C: *out++ = u'f'; break;
-        case 0x0D: *out++ = u'r'; break;
-        default:
-          *out++ = u'u';
-          *out++ = kHex[unit >> 12];
-          *out++ = kHex[(unit >> 8) & 0xF];
-          *out++ = kHex[(unit >> 4) & 0xF];
-          *out++ = kHex[unit & 0xF];
-          break;
-      }
+      // The plain units before the first that needs an escape are written;
+      // the rest of the block goes unit by unit.
+      const std::size_t prefix = static_cast<unsigned>(__builtin_ctz(~plain)) / 2;
+      out += prefix;
+      for (std::size_t k = i + prefix; k < i + 8; ++k) out = PutEscaped(LoadUnit(text, k), out);
+      i += 8;
     }
+#endif
+    for (; i < end; ++i) out = PutEscaped(LoadUnit(text, i), out);
     m_length = static_cast<std::size_t>(out - m_units);
     done += slice;
   }
@@ -190,7 +235,6 @@ class Writer {
 };
 
 bool Writer::Node(const ZxVariant* node, std::size_t depth) {
-  m_out.Blanks(depth);
   if (IsNamed(node)) {
     m_out.String(node->name.str, node->name.length);
     m_out.Put(u": ");
@@ -201,7 +245,13 @@ bool Writer::Node(const ZxVariant* node, std::size_t depth) {
       m_out.Number(detail::FormatInt64,
                    static_cast<long long>(reinterpret_cast<std::intptr_t>(node->value.registerValue)));
       break;
-    case T::Bool: m_out.Put(node->value.boolValue != 0 ? u"true" : u"false"); break;
+    case T::Bool:
+      if (node->value.boolValue != 0) {
+        m_out.Put(u"true");
+      } else {
+        m_out.Put(u"false");
+      }
+      break;
     case T::Int: m_out.Number(detail::FormatInt, static_cast<int>(node->value.intValue)); break;
     case T::Int64: m_out.Number(detail::FormatInt64, static_cast<long long>(node->value.int64Value)); break;
     case T::Float: m_out.Number(detail::FormatDouble, static_cast<double>(node->value.floatValue)); break;
@@ -250,9 +300,8 @@ bool Writer::Write(const ZxVariant* record) {
       m_open.Pop();
       continue;
     }
-    if (!frame.first) m_out.Put(u',');
+    m_out.Break(!frame.first, frame.depth);
     frame.first = false;
-    m_out.Put(u'\n');
     const ZxVariant* child = frame.children.Take();
     if (!Node(child, frame.depth)) return false;  // frame is stale from here on
   }

@@ -1,6 +1,6 @@
 // Node: a value builder, its children, seeding, release and export.
 #include <cstdlib>
-#include <unordered_set>
+#include <cstdint>
 #include <utility>
 #include <vector>
 
@@ -14,6 +14,45 @@ namespace {
 
 using T = ZxVariant::TypeCodes;
 using detail::OwnedBuilder;
+
+// The set of nodes a walk has met: open addressing over a power-of-two
+// table of pointers, one allocation that doubles as the set grows (where a
+// node-based set would allocate for every node of the tree).
+class NodeSet {
+ public:
+  explicit NodeSet(const void* first) : m_slots(64, nullptr) { Insert(first); }
+
+  // True when `node` was not in the set yet.
+  bool Insert(const void* node) {
+    if (2 * (m_size + 1) > m_slots.size()) Grow();
+    for (std::size_t i = Hash(node);; i = (i + 1) & (m_slots.size() - 1)) {
+      if (m_slots[i] == node) return false;
+      if (m_slots[i] == nullptr) {
+        m_slots[i] = node;
+        ++m_size;
+        return true;
+      }
+    }
+  }
+
+ private:
+  std::size_t Hash(const void* node) const {
+    // Nodes are heap blocks: the low bits carry little; a multiplicative mix spreads the rest.
+    const auto bits = static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(node));
+    return static_cast<std::size_t>((bits * 0x9E3779B97F4A7C15ull) >> 32) & (m_slots.size() - 1);
+  }
+  void Grow() {
+    std::vector<const void*> old(m_slots.size() * 2, nullptr);
+    old.swap(m_slots);
+    m_size = 0;
+    for (const void* node : old) {
+      if (node != nullptr) Insert(node);
+    }
+  }
+
+  std::vector<const void*> m_slots;
+  std::size_t m_size = 0;
+};
 
 // Empties a list builder's child chain without touching its members, which
 // belong to other nodes.
@@ -218,14 +257,14 @@ typename BasicNode<W>::NodeRef BasicNode<W>::operator[](const PathElements* path
 template <SourceWalk W>
 bool BasicNode<W>::IsWithin(const BasicNode& other) const {
   std::vector<const BasicNode*> pending{&other};
-  std::unordered_set<const BasicNode*> seen{&other};
+  NodeSet seen(&other);
   while (!pending.empty()) {
     const BasicNode* node = pending.back();
     pending.pop_back();
     if (node == this) return true;
     if (node->m_children == nullptr) continue;
     for (const auto& entry : node->m_children->m_order) {
-      if (seen.insert(entry.node).second) pending.push_back(entry.node);
+      if (seen.Insert(entry.node)) pending.push_back(entry.node);
     }
   }
   return false;
@@ -276,7 +315,7 @@ const char16_t* BasicNode<W>::Name() const {
 // tree is laid out once: at its first place in breadth-first order.
 template <SourceWalk W>
 void BasicNode<W>::ConnectChildren() {
-  std::unordered_set<const BasicNode*> placed{this};
+  NodeSet placed(this);
   std::vector<BasicNode*> pending{this};
   for (std::size_t next = 0; next < pending.size(); ++next) {
     BasicNode* node = pending[next];
@@ -287,7 +326,7 @@ void BasicNode<W>::ConnectChildren() {
     ResetChain(&list);
     for (auto& entry : node->m_children->m_order) {
       BasicNode* child = entry.node;
-      if (child->m_value == nullptr || !placed.insert(child).second) continue;
+      if (child->m_value == nullptr || !placed.Insert(child)) continue;
       child->m_value->next = nullptr;
       list.Append(child->m_value);
       if (child->m_children != nullptr) pending.push_back(child);
@@ -299,7 +338,7 @@ void BasicNode<W>::ConnectChildren() {
 // each builder is free to be destroyed or linked elsewhere.
 template <SourceWalk W>
 void BasicNode<W>::Disconnect() {
-  std::unordered_set<const BasicNode*> seen{this};
+  NodeSet seen(this);
   std::vector<BasicNode*> pending{this};
   while (!pending.empty()) {
     BasicNode* node = pending.back();
@@ -308,7 +347,7 @@ void BasicNode<W>::Disconnect() {
     ResetChain(node->m_value);
     for (auto& entry : node->m_children->m_order) {
       BasicNode* child = entry.node;
-      if (!seen.insert(child).second) continue;
+      if (!seen.Insert(child)) continue;
       if (child->m_value != nullptr) child->m_value->next = nullptr;
       pending.push_back(child);
     }

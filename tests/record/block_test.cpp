@@ -228,6 +228,54 @@ TEST(Rebase, MalformedBlocksStayInsideAndTerminate) {
   }
 }
 
+// The check and the conversion take the leaves of a List without attributes
+// on the spot and give the List a frame of its own only where a deeper List
+// follows; both must resume exactly there.
+TEST(Walks, ListsOfLeavesResumeWhereADeeperListFollows) {
+  auto make = [] {
+    ZxvList* outer = NewList(u"outer");
+    for (int group = 0; group < 3; ++group) {
+      ZxvList* mixed = NewList(nullptr);
+      mixed->Append(NewInt(u"a", group));
+      mixed->Append(NewString(u"s", u"text", 0));
+      ZxvList* deeper = NewList(u"deeper");
+      deeper->Append(NewFloat(nullptr, 0.25));
+      deeper->Append(NewList(nullptr));
+      mixed->Append(deeper);
+      mixed->Append(NewBuffer(u"b", "\x01", 1));  // later nodes at odd addresses
+      mixed->Append(NewInt64(u"c", 5));
+      outer->Append(mixed);
+      outer->Append(NewBool(nullptr, group == 1));
+    }
+    outer->AppendAttribute(NewString(u"k", u"v", 0));
+    return Lay(outer);
+  };
+  Block r = make();
+  const auto image = Image(r.get());
+  ASSERT_TRUE(Validate(r.get()));
+  Block zero(NewCopy(r.get(), nullptr, false, true));
+  ASSERT_TRUE(ValidateZero(zero.get()));
+  RebaseToZero(r.get());
+  EXPECT_EQ(Image(r.get()), Image(zero.get()));
+  RebaseFromZero(r.get());
+  EXPECT_EQ(Image(r.get()), image);
+  // Corruptions after the deeper List of each group are still found.
+  for (unsigned group = 0; group < 3; ++group) {
+    const std::size_t mixed = Child(r.get(), 0, 2 * group);
+    const std::size_t afterDeeper = Child(r.get(), mixed, 3), last = Child(r.get(), mixed, 4);
+    const std::pair<std::size_t, std::uint32_t> cases[] = {
+        {afterDeeper + kSize, U32(r.get(), afterDeeper + kSize) + 1}, {last + kNameLen, 0}, {mixed + kValue, 6}};
+    for (const auto& [at, v] : cases) {
+      Block bad = make();
+      Put32(bad.get(), at, v);
+      EXPECT_FALSE(Validate(bad.get())) << group << " " << at;
+      Block badZero(NewCopy(make().get(), nullptr, false, true));
+      Put32(badZero.get(), at, v);
+      EXPECT_FALSE(ValidateZero(badZero.get())) << group << " " << at;
+    }
+  }
+}
+
 void* FailingAlloc(unsigned) { return ++g_calls, nullptr; }
 
 TEST(Copy, AllFourFormPairsAndNewCopyAllocation) {

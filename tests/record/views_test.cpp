@@ -78,6 +78,33 @@ TEST(ZxvView, ReadsBuildersByIndexOnly) {
   EXPECT_TRUE(ZxvView(empty.get()).ListValueSize() == 0 && ZxvView(empty.get()).First().IsTheNull());
 }
 
+// Lookups by name measure the wanted name once and compare whole names,
+// last units first; names that share a prefix or a length, or that lie at
+// odd addresses, must still be told apart in both forms.
+TEST(ZxvView, NameLookupsTellApartNamesThatShareTheirLength) {
+  Owned<ZxvList> list(NewList(nullptr));
+  list->Append(NewBuffer(u"odd", "\x01", 1));  // every later name at an odd address
+  const char16_t* names[] = {u"field10", u"field11", u"gield10", u"field1", u"f", u"x\u00e9y"};
+  int value = 0;
+  for (const char16_t* name : names) list->Append(NewInt(name, ++value));
+  list->Append(NewString(u"n", u"v", 0))->AppendAttribute(NewInt(u"a", 7));
+  Block r = Lay(*list);
+  Block wire(NewCopy(r.get(), nullptr, false, true));
+  const ZxvView view(r.get());
+  const ZxvZView zero(AsZeroBased(wire.get()));
+  value = 0;
+  for (const char16_t* name : names) {
+    ++value;
+    EXPECT_EQ(view[name].Int(), value) << value;
+    EXPECT_EQ(zero[name].Int(), value) << value;
+  }
+  for (const char16_t* missing : {u"field12", u"field0", u"fielD10", u"field100", u"xey", u""}) {
+    EXPECT_TRUE(view[missing].IsTheNull() && zero[missing].IsTheNull());
+  }
+  EXPECT_TRUE(view[static_cast<const char16_t*>(nullptr)].IsTheNull());
+  EXPECT_EQ(view[u"n"].AttributeValue(u"a").Int(), 7);
+}
+
 TEST(ZxvStringView, ComparesLengthsAndFoldsOnlyAsciiLetters) {
   using V = ZxvStringView;
   EXPECT_TRUE(V(u"Name") == V(u"Name") && V(u"Name") != V(u"NAME") && V(u"ab") != V(u"abc"));

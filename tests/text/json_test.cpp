@@ -2,6 +2,7 @@
 // the writer prints, hostile input, and reading back what was written.
 #include <gtest/gtest.h>
 
+#include <charconv>
 #include <climits>
 #include <cmath>
 #include <cstdio>
@@ -126,6 +127,65 @@ TEST(JsonRead, LongAndEscapedTextsKeepEveryUnit) {
   Block manyRead = Read(many + u"]");
   ASSERT_TRUE(manyRead);
   EXPECT_TRUE(IsEqual(manyRead.get(), Lay(*builder).get()));
+}
+
+// The reader passes runs of blanks and of plain string units in blocks of
+// eight; every run length must end on the right unit wherever the text lies.
+TEST(JsonRead, RunsOfEveryLengthEndOnTheirLastUnitAtEveryAddress) {
+  for (std::size_t shift = 0; shift < 18; ++shift) {
+    for (std::size_t length = 0; length < 40; ++length) {
+      std::u16string blanks, plain;
+      for (std::size_t i = 0; i < length; ++i) {
+        blanks += u" \t\n\r\v\f"[i % 6];
+        plain += static_cast<char16_t>(i % 3 == 0 ? u'a' + i % 26 : i % 3 == 1 ? 0x4E00 + i : u'#');
+      }
+      for (const std::u16string& tail : {std::u16string(u""), std::u16string(u"\\n!")}) {
+        const std::u16string text = u"[" + blanks + u"\"" + plain + tail + u"\"" + blanks + u", " + blanks + u"7" + blanks + u"]";
+        std::vector<char> storage(2 * text.size() + 2 + shift);
+        std::memcpy(storage.data() + shift, text.c_str(), 2 * text.size() + 2);
+        Block read(NewJson(reinterpret_cast<const char16_t*>(storage.data() + shift)));
+        const std::u16string expected = plain + (tail.empty() ? u"" : u"\n!");
+        Block want = Lay(ListOf(nullptr, {NewString(nullptr, expected.c_str(), static_cast<int>(expected.size())),
+                                          NewInt(nullptr, 7)}));
+        ASSERT_TRUE(read) << "shift " << shift << " length " << length;
+        EXPECT_TRUE(IsEqual(read.get(), want.get())) << "shift " << shift << " length " << length;
+      }
+    }
+  }
+}
+
+// Numbers without blanks inside are read straight from the text, others and
+// long ones by the general road; both give the same values.
+TEST(JsonRead, NumbersGiveTheSameValueWithBlanksInsideAndAtAnyLength) {
+  const std::u16string digits70 = std::u16string(69, u'0') + u"7";
+  const struct {
+    std::u16string text;
+    std::function<ZxvBase*()> expected;
+  } cases[] = {
+      {u"[0." + digits70 + u"]", [] { return NewFloat(nullptr, std::strtod(("0." + std::string(69, '0') + "7").c_str(), nullptr)); }},
+      {u"[1" + digits70 + u"]", [] { return NewInt64(nullptr, LLONG_MAX); }},
+      {u"[-" + digits70 + u"]", [] { return NewInt(nullptr, -7); }},
+      {u"[-0000000000000000000000000000000000000000000000000000000000000000000002147483648]",
+       [] { return NewInt64(nullptr, INT_MIN); }},
+      {u"[12345678.5e-3, 1 .5, 2. 5e1, 3.5 e1, 4.5e 1, 4.5e- 1]",
+       [] {
+         return ListOf(nullptr, {NewFloat(nullptr, 12345.6785), NewFloat(nullptr, 1.5), NewFloat(nullptr, 25.0),
+                                 NewFloat(nullptr, 35.0), NewFloat(nullptr, 45.0), NewFloat(nullptr, 0.45)});
+       }},
+      {u"[123456789, 1234567890, -123456789]",
+       [] { return ListOf(nullptr, {NewInt(nullptr, 123456789), NewInt(nullptr, 1234567890), NewInt(nullptr, -123456789)}); }},
+  };
+  for (const auto& c : cases) {
+    Block read = Read(c.text);
+    Block expected = Lay(c.expected());
+    ASSERT_TRUE(read) << Narrow(c.text);
+    EXPECT_TRUE(IsEqual(read.get(), expected.get())) << Narrow(c.text) << " read back as " << Narrow(Json(read.get()));
+  }
+  std::size_t position = 0;
+  const char16_t* expected = nullptr;
+  EXPECT_EQ(NewJson(u"[- x]", &expected, &position), nullptr);
+  EXPECT_EQ(position, 3u);
+  EXPECT_EQ(Narrow(expected), "number");
 }
 
 TEST(JsonRead, FailsWithTheExpectedTextWhereItStops) {
@@ -268,6 +328,73 @@ TEST(JsonWrite, ReadsUnalignedBlocksAndSkipsWhatJsonCannotHold) {
   Block odd = Lay(NewInt(u"n", 1));
   Put32(odd.get(), kType, 9);  // an unknown type code has no value text
   EXPECT_EQ(Json(odd.get()), u"{\"n\": }");
+}
+
+// The writer copies blocks of eight units that need no escape at once; a
+// unit that does must be escaped wherever it falls in or across a block.
+TEST(JsonWrite, EscapesEveryUnitWhereverItFallsInABlock) {
+  auto escaped = [](const std::u16string& text) {
+    std::u16string out = u"[\"";
+    for (char16_t unit : text) {
+      const char16_t* shortForm = unit == u'"' ? u"\\\"" : unit == u'\\' ? u"\\\\" : unit == 8 ? u"\\b"
+                                  : unit == 9 ? u"\\t" : unit == 10 ? u"\\n" : unit == 12 ? u"\\f"
+                                  : unit == 13 ? u"\\r" : nullptr;
+      if (shortForm != nullptr) {
+        out += shortForm;
+      } else if (unit >= 0x20 && unit < 0x7F) {
+        out += unit;
+      } else {
+        char hex[8];
+        std::snprintf(hex, sizeof hex, "\\u%04x", static_cast<unsigned>(unit));
+        for (const char* p = hex; *p; ++p) out += static_cast<char16_t>(*p);
+      }
+    }
+    return out + u"\"]";
+  };
+  const char16_t specials[] = {u'"', u'\\', 0x01, 0x09, 0x1F, 0x7F, 0xE9, 0xFFFF};
+  for (std::size_t length = 1; length < 34; ++length) {
+    for (std::size_t at = 0; at < length; ++at) {
+      for (char16_t special : specials) {
+        std::u16string text(length, u'x');
+        text[at] = special;
+        if (at + 9 < length) text[at + 9] = special;  // a second one, a block further on
+        Block record = Lay(NewString(nullptr, text.c_str(), static_cast<int>(text.size())));
+        ASSERT_EQ(Narrow(Json(record.get())), Narrow(escaped(text))) << "length " << length << " at " << at;
+      }
+    }
+  }
+}
+
+// Floats are written as %g: six significant digits, rounded from the exact
+// binary value.  The values printf writes without an exponent take a path of
+// their own; ties, carries into the next power of ten and the edges of that
+// range must come out as the general formatter writes them.
+TEST(JsonWrite, FloatsAreWrittenAsPercentG) {
+  std::vector<double> values = {0.0,        -0.0,     1e-4,     9.99995e-5, 0.0001000005, 0.00010000049999,
+                                999999.5,   999999.4, 999995.0, 123456.5,   123457.5,     0.5,
+                                2.5,        1e6,      1e5,      99999.95,   9.999995,     9.9999949999999,
+                                1.0 / 3,    -1.0,     10.0,     1e-5,       HUGE_VAL,     5e-324};
+  std::mt19937_64 rng(11);
+  for (int i = 0; i < 60000; ++i) {
+    double v;
+    if (i % 3 == 0) {
+      v = std::ldexp(static_cast<double>(rng() >> 11), static_cast<int>(rng() % 100) - 80);
+    } else if (i % 3 == 1) {  // seven digits ending in 5: as near a tie as a double gets
+      char text[32];
+      std::snprintf(text, sizeof text, "%.6g5e%d", static_cast<double>(rng() % 1000000) / 100000.0,
+                    static_cast<int>(rng() % 12) - 6);
+      v = std::strtod(text, nullptr);
+    } else {
+      v = std::pow(10.0, static_cast<int>(rng() % 12) - 5) * (1 + static_cast<double>(rng() % 2000) / 1000.0);
+    }
+    values.push_back(rng() % 2 ? -v : v);
+  }
+  for (double v : values) {
+    char expected[32];
+    const auto end = std::to_chars(expected, expected + sizeof expected, v, std::chars_format::general, 6).ptr;
+    Block record = Lay(NewFloat(nullptr, v));
+    ASSERT_EQ(Narrow(Json(record.get())), "[" + std::string(expected, end) + "]") << v;
+  }
 }
 
 // ---- round trip ---------------------------------------------------------------
