@@ -241,7 +241,7 @@ class StackWalk {
     f.index = 0;
     if (list.count == 0 || list.items == nullptr) return;
     const Addr array = Resolve(detail::Address(list.items), f.node);
-    TranslateSlot(&list.items, f.delta);
+    TranslateSlot(reinterpret_cast<char*>(&list) + offsetof(ZxVariant::List, items), f.delta);
     if (!Inside(array, 8ull * list.count)) return;
     f.array = array;
     f.count = list.count;
