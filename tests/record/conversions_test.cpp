@@ -6,20 +6,22 @@
 #include <cerrno>
 #include <climits>
 #include <cmath>
-#include <limits>
+#include <tuple>
+#include <utility>
+#include <vector>
 
 #include "record/record_testing.h"
 
 namespace {
 
 using namespace zxt;
-using namespace std::string_literals;
 
 Block Str(const char16_t* text) { return Lay(NewString(u"s", text, 0)); }
 Block Reg(std::uint64_t bits) { return Lay(NewRegister(u"r", reinterpret_cast<void*>(bits))); }
+Block Flt(double v) { return Lay(NewFloat(u"f", v)); }
 Block RawBool(unsigned char byte) {
   Block b = Lay(NewBool(u"b", true));
-  std::memcpy(Raw(b.get()) + kValue, &byte, 1);
+  Raw(b.get())[kValue] = byte;
   return b;
 }
 
@@ -33,163 +35,104 @@ std::uint64_t Bits(const ZxVariant* node) {
   return bits;
 }
 
-struct Case {
-  const ZxVariant* source;
-  T target;
-  std::uint64_t bits;
-  bool valid;
-};
-
-void Check(const Case& c, std::ptrdiff_t index) {
-  ZxvConvertAny any(*c.source, c.target);
+void Check(const ZxVariant* source, T target, std::uint64_t bits, bool valid, int index) {
+  ZxvConvertAny any(*source, target);
   const ZxVariant* node = any;
-  EXPECT_EQ(node->type, c.target) << "case " << index;
-  EXPECT_EQ(Bits(node), c.bits) << "case " << index;
-  EXPECT_EQ(any.IsValid(), c.valid) << "case " << index;
+  EXPECT_EQ(node->type, target) << "case " << index;
+  EXPECT_EQ(Bits(node), bits) << "case " << index;
+  EXPECT_EQ(any.IsValid(), valid) << "case " << index;
 }
 
 TEST(ConversionTable, BetweenScalarTypes) {
-  const Block null = Lay(NewNull(u"n")), allOnes = Reg(0xFFFFFFFFu), wide = Reg(0x8000000155667788u);
-  const Block two = RawBool(2), minusOne = Lay(NewInt(u"i", -1)), big = Lay(NewInt64(u"l", 1LL << 32));
-  const Block f39 = Lay(NewFloat(u"f", 3.9)), fm39 = Lay(NewFloat(u"f", -3.9)), half = Lay(NewFloat(u"f", 0.5));
-  const Block f2p32 = Lay(NewFloat(u"f", 4294967296.0)), f3e9 = Lay(NewFloat(u"f", 3e9));
-  const Block huge = Lay(NewFloat(u"f", 1e20)), nan = Lay(NewFloat(u"f", std::nan("")));
   const std::uint64_t kMin64 = 1ull << 63;
-  const Case cases[] = {
-      {null.get(), T::Register, 0, true}, {null.get(), T::Bool, 0, true}, {null.get(), T::Int, 0, true},
-      {null.get(), T::Int64, 0, true},    {null.get(), T::Float, 0, true},
-      {allOnes.get(), T::Float, F(4294967295.0), true}, {allOnes.get(), T::Int, I(-1), true},
-      {wide.get(), T::Int, 0x55667788, true},           {wide.get(), T::Int64, 0x8000000155667788u, true},
-      {wide.get(), T::Float, F(9223372042582521856.0), true}, {wide.get(), T::Bool, 1, true},
-      {two.get(), T::Int, 1, true}, {two.get(), T::Register, 1, true}, {two.get(), T::Float, F(1.0), true},
-      {two.get(), T::Bool, 1, true},
-      {minusOne.get(), T::Register, 0xFFFFFFFFu, true}, {minusOne.get(), T::Int64, ~0ull, true},
-      {minusOne.get(), T::Float, F(-1.0), true},        {minusOne.get(), T::Bool, 1, true},
-      {f39.get(), T::Int, 3, true}, {fm39.get(), T::Int, I(-3), true}, {fm39.get(), T::Int64, ~0ull - 2, true},
-      {half.get(), T::Bool, 0, true}, {f2p32.get(), T::Bool, 0, true}, {f2p32.get(), T::Register, 1ull << 32, true},
-      {f3e9.get(), T::Int, I(-1294967296), true}, {huge.get(), T::Int64, kMin64, true},
-      {huge.get(), T::Int, 0, true}, {nan.get(), T::Int64, kMin64, true},
-      {big.get(), T::Int, 0, true}, {big.get(), T::Bool, 1, true}, {big.get(), T::Float, F(4294967296.0), true},
-      {big.get(), T::Register, 1ull << 32, true},
-  };
-  for (const Case& c : cases) Check(c, &c - cases);
+  const struct { Block source; std::vector<std::pair<T, std::uint64_t>> results; } rows[] = {
+      {Lay(NewNull(u"n")), {{T::Register, 0}, {T::Bool, 0}, {T::Int, 0}, {T::Int64, 0}, {T::Float, 0}}},
+      {Reg(0xFFFFFFFFu), {{T::Float, F(4294967295.0)}, {T::Int, I(-1)}}},
+      {Reg(0x8000000155667788u), {{T::Int, 0x55667788}, {T::Int64, 0x8000000155667788u},
+                                  {T::Float, F(9223372042582521856.0)}, {T::Bool, 1}}},
+      {RawBool(2), {{T::Int, 1}, {T::Register, 1}, {T::Float, F(1.0)}, {T::Bool, 1}}},
+      {Lay(NewInt(u"i", -1)), {{T::Register, 0xFFFFFFFFu}, {T::Int64, ~0ull}, {T::Float, F(-1.0)}, {T::Bool, 1}}},
+      {Lay(NewInt64(u"l", 1LL << 32)),
+       {{T::Int, 0}, {T::Bool, 1}, {T::Float, F(4294967296.0)}, {T::Register, 1ull << 32}}},
+      {Flt(3.9), {{T::Int, 3}}}, {Flt(-3.9), {{T::Int, I(-3)}, {T::Int64, ~0ull - 2}}}, {Flt(0.5), {{T::Bool, 0}}},
+      {Flt(4294967296.0), {{T::Bool, 0}, {T::Register, 1ull << 32}}}, {Flt(3e9), {{T::Int, I(-1294967296)}}},
+      {Flt(1e20), {{T::Int64, kMin64}, {T::Int, 0}}}, {Flt(std::nan("")), {{T::Int64, kMin64}}}};
+  int index = 0;
+  for (const auto& row : rows) {
+    for (const auto& [target, bits] : row.results) Check(row.source.get(), target, bits, true, index++);
+  }
 }
 
 TEST(ConversionTable, BuffersListsAndEmptyStringsConvertToNoScalar) {
   const Block buffer = Lay(NewBuffer(u"b", "12", 2)), list = Sample(), empty = Str(u"");
+  int index = 0;
   for (const ZxVariant* source : {buffer.get(), list.get(), empty.get()}) {
-    for (T target : {T::Register, T::Bool, T::Int, T::Int64, T::Float}) Check({source, target, 0, false}, static_cast<int>(target));
+    for (T target : {T::Register, T::Bool, T::Int, T::Int64, T::Float, T::List, static_cast<T>(42)}) {
+      Check(source, target, 0, false, index++);
+    }
   }
-  for (T target : {T::List, static_cast<T>(42)}) Check({buffer.get(), target, 0, false}, static_cast<int>(target));
   ZxvConvertAny toNull(*buffer, T::Null);
   EXPECT_TRUE(toNull.IsValid() && ZxvView(toNull).IsNull() && ZxvView(toNull).Name() == ZxvStringView(u"b"));
 }
 
-TEST(ConversionTextParses, IntegersNeedASignAndDigitsOnly) {
-  const struct { const char16_t* text; long long value; bool valid; } ints[] = {
-      {u"12", 12, true},          {u"+7", 7, true},     {u"-2147483648", INT_MIN, true}, {u"007", 7, true},
-      {u" 12", 0, false},         {u"12a", 0, false},   {u"+", 0, false},  {u"", 0, false},
-      {u"0x10", 0, false},        {u"--1", 0, false},
-      {u"2147483648", INT_MAX, false},  // saturated and invalid
-  };
-  for (const auto& c : ints) {
-    const Block s = Str(c.text);
-    errno = ERANGE;  // cleared before reading, unlike the Bool reading
-    ZxvConvertInt conv(*s);
-    EXPECT_TRUE(static_cast<int>(conv) == c.value && conv.IsValid() == c.valid) << c.value;
+// Int and Int64 take a sign and digits only (an overflow saturates and is
+// invalid), Bool decides by the first unit, Float follows strtod with no
+// syntax check but range errors, Register needs "0x" then reads as %p.
+TEST(ConversionTextParses, EachTargetReadsItsOwnSyntax) {
+  using Parses = std::vector<std::tuple<const char16_t*, std::uint64_t, bool>>;
+  const std::pair<T, Parses> tables[] = {
+      {T::Int, {{u"12", 12, true}, {u"+7", 7, true}, {u"-2147483648", I(INT_MIN), true}, {u"007", 7, true},
+                {u" 12", 0, false}, {u"12a", 0, false}, {u"+", 0, false}, {u"0x10", 0, false}, {u"--1", 0, false},
+                {u"2147483648", I(INT_MAX), false}}},
+      {T::Int64, {{u"9223372036854775807", LLONG_MAX, true}, {u"-9223372036854775808", 1ull << 63, true},
+                  {u"-9223372036854775809", 1ull << 63, false}, {u"-5000000000", ~4999999999ull, true}}},
+      {T::Bool, {{u"Truth", 1, true}, {u"t", 1, true}, {u"false", 0, true}, {u"Fx", 0, true}, {u"0", 0, true},
+                 {u"12", 1, true}, {u" 1", 0, false}, {u"+1", 0, false}, {u"yes", 0, false},
+                 {u"99999999999", 1, false}}},  // overflow: the value stays, invalid
+      {T::Float, {{u"abc", 0, true}, {u"1.5e3", F(1500.0), true}, {u" \t-2.25xyz", F(-2.25), true},
+                  {u"0x1p4", F(16.0), true}, {u"1e-400", 0, true}, {u"1e999", F(HUGE_VAL), false},
+                  {u"-1e999", F(-HUGE_VAL), false}, {u"2.5\u00e9", F(2.5), true}}},
+      {T::Register, {{u"0x1A2b", 0x1A2B, true}, {u"0xFFFFFFFFFFFFFFFF", ~0ull, true},
+                     {u"0x123456789ABCDEF01", 0x123456789ABCDEF0u, true},  // 16 digits at most
+                     {u"0x 7g", 7, true}, {u"0x", 0, false}, {u"0X12", 0, false}, {u"12", 0, false},
+                     {u"0xg", 0, false}}}};
+  int index = 0;
+  for (const auto& [target, parses] : tables) {
+    for (const auto& [text, bits, valid] : parses) {
+      const Block s = Str(text);
+      errno = target == T::Bool ? 0 : ERANGE;  // the others clear errno before reading
+      Check(s.get(), target, bits, valid, index++);
+    }
   }
-  const Block max64 = Str(u"9223372036854775807"), over64 = Str(u"-9223372036854775809");
-  EXPECT_TRUE(ZxvConvertInt64(*max64).IsValid() && static_cast<long long>(ZxvConvertInt64(*max64)) == LLONG_MAX);
-  EXPECT_TRUE(!ZxvConvertInt64(*over64).IsValid() && static_cast<long long>(ZxvConvertInt64(*over64)) == LLONG_MIN);
-  EXPECT_EQ(static_cast<long long>(ZxvConvertInt64(*Str(u"-5000000000"))), -5000000000LL);
-}
-
-TEST(ConversionTextParses, BoolIsDecidedByTheFirstUnit) {
-  const struct { const char16_t* text; bool value, valid; } cases[] = {
-      {u"Truth", true, true}, {u"t", true, true}, {u"false", false, true}, {u"Fx", false, true},
-      {u"0", false, true},    {u"12", true, true}, {u" 1", false, false},  {u"+1", false, false},
-      {u"yes", false, false}, {u"99999999999", true, false},  // overflow: the value stays, invalid
-  };
-  for (const auto& c : cases) {
-    const Block s = Str(c.text);
-    errno = 0;
-    ZxvConvertBool conv(*s);
-    EXPECT_TRUE(static_cast<bool>(conv) == c.value && conv.IsValid() == c.valid) << (&c - cases);
-  }
-  // errno is deliberately read without clearing it first.
+  // Bool reads errno without clearing it first, on purpose.
   const Block one = Str(u"1");
-  errno = ERANGE;
-  ZxvConvertBool stale(*one);
-  EXPECT_TRUE(static_cast<bool>(stale) && !stale.IsValid());
-  errno = 0;
-  EXPECT_TRUE(ZxvConvertBool(*one).IsValid());
-}
-
-TEST(ConversionTextParses, FloatHasNoSyntaxCheckButRangeErrors) {
-  const struct { const char16_t* text; double value; bool valid; } cases[] = {
-      {u"abc", 0.0, true},  {u"1.5e3", 1500.0, true}, {u" \t-2.25xyz", -2.25, true}, {u"0x1p4", 16.0, true},
-      {u"1e-400", 0.0, true}, {u"1e999", HUGE_VAL, false}, {u"-1e999", -HUGE_VAL, false},
-      {u"2.5\u00e9", 2.5, true},
-  };
-  for (const auto& c : cases) {
-    const Block s = Str(c.text);
-    errno = EINVAL;
-    ZxvConvertFloat conv(*s);
-    EXPECT_TRUE(static_cast<double>(conv) == c.value && conv.IsValid() == c.valid) << c.value;
-  }
-}
-
-TEST(ConversionTextParses, RegisterNeedsALowerCaseHexPrefix) {
-  const struct { const char16_t* text; std::uint64_t value; bool valid; } cases[] = {
-      {u"0x1A2b", 0x1A2B, true},  {u"0xFFFFFFFFFFFFFFFF", ~0ull, true},
-      {u"0x123456789ABCDEF01", 0x123456789ABCDEF0u, true},  // 16 digits are read, the rest ignored
-      {u"0x 7g", 7, true},        {u"0x", 0, false}, {u"0X12", 0, false}, {u"12", 0, false}, {u"0xg", 0, false},
-  };
-  for (const auto& c : cases) {
-    const Block s = Str(c.text);
-    ZxvConvertRegister conv(*s);
-    EXPECT_TRUE(reinterpret_cast<std::uintptr_t>(static_cast<void*>(conv)) == c.value && conv.IsValid() == c.valid)
-        << c.value;
+  for (int stale : {ERANGE, EINVAL, 0}) {
+    errno = stale;
+    ZxvConvertBool b(*one);
+    EXPECT_TRUE(static_cast<bool>(b) && b.IsValid() == (stale == 0)) << stale;
   }
 }
 
 TEST(ConversionToString, TextForms) {
-  const Block null = Lay(NewNull(nullptr)), list = Sample();
-  const struct { Block source; std::u16string text; } cases[] = {
-      {Reg(0xABC), u"0x00000ABC"},          {Reg(0x1122334455667788u), u"0x1122334455667788"},
-      {Reg(0x100000000u), u"0x0000000100000000"},
+  const struct { Block source; std::u16string text; bool valid = true; } cases[] = {
+      {Lay(NewNull(nullptr)), u""}, {Sample(), u"", false},
+      {Reg(0xABC), u"0x00000ABC"},          {Reg(0xFFFFFFFFu), u"0xFFFFFFFF"},
+      {Reg(0x100000000u), u"0x0000000100000000"}, {Reg(~0ull), u"0xFFFFFFFFFFFFFFFF"},
       {RawBool(2), u"true"},                {RawBool(0), u"false"},
       {Lay(NewInt(u"i", INT_MIN)), u"-2147483648"},  {Lay(NewInt64(u"l", LLONG_MIN)), u"-9223372036854775808"},
-      {Lay(NewFloat(u"f", 0.5)), u"0.5"},   {Lay(NewFloat(u"f", 1e20)), u"1e+20"},
-      {Lay(NewFloat(u"f", 1e-5)), u"1e-05"}, {Lay(NewFloat(u"f", 123456789.0)), u"1.23457e+08"},
-      {Lay(NewFloat(u"f", 100000.0)), u"100000"}, {Lay(NewFloat(u"f", -0.0)), u"-0"},
-      {Lay(NewFloat(u"f", HUGE_VAL)), u"inf"},
+      {Flt(0.5), u"0.5"}, {Flt(1e20), u"1e+20"}, {Flt(1e-5), u"1e-05"}, {Flt(123456789.0), u"1.23457e+08"},
+      {Flt(100000.0), u"100000"}, {Flt(-0.0), u"-0"}, {Flt(HUGE_VAL), u"inf"},
       {Lay(NewBuffer(u"b", "\x0A\xFF", 2)), u"0x0aff"}, {Lay(NewBuffer(u"b", nullptr, 0)), u"0x"},
   };
   for (const auto& c : cases) {
     ZxvConvertString conv(*c.source);
     const char16_t* text = conv;
-    EXPECT_TRUE(conv.IsValid() && conv.Len() == c.text.size() && text[conv.Len()] == 0);
-    EXPECT_EQ(std::u16string(text, conv.Len()), c.text);
+    ASSERT_TRUE(text != nullptr && text[conv.Len()] == 0);  // never null, always terminated
+    EXPECT_TRUE(conv.IsValid() == c.valid && std::u16string(text, conv.Len()) == c.text) << &c - cases;
   }
-  ZxvConvertString fromNull(*null), fromList(*list);
-  EXPECT_TRUE(fromNull.IsValid() && fromNull.Len() == 0u && *static_cast<const char16_t*>(fromNull) == 0);
-  EXPECT_TRUE(!fromList.IsValid() && fromList.Len() == 0u && *static_cast<const char16_t*>(fromList) == 0);
   const Block s = Str(u"shared");
   ZxvConvertString same(*s);
   EXPECT_TRUE(same.IsValid() && static_cast<const ZxVariant::String&>(same).str == s->value.string.str);
-}
-
-TEST(ConversionToString, TextsReadBackToTheSameValue) {
-  for (std::uint64_t bits : {0ull, 1ull, 0xFFFFFFFFull, 0x100000000ull, ~0ull}) {
-    const Block r = Reg(bits);
-    ZxvConvertString text(*r);
-    ZxvCast back(static_cast<const char16_t*>(text));
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(static_cast<void*>(ZxvConvertRegister(*back))), bits);
-  }
-  const Block i64 = Lay(NewInt64(u"l", LLONG_MIN));
-  ZxvCast back(static_cast<const char16_t*>(ZxvConvertString(*i64)));
-  EXPECT_EQ(static_cast<long long>(ZxvConvertInt64(*back)), LLONG_MIN);
 }
 
 TEST(ConversionToBuffer, HexTextsSharedBytesAndRefusals) {
@@ -204,12 +147,9 @@ TEST(ConversionToBuffer, HexTextsSharedBytesAndRefusals) {
     EXPECT_TRUE(conv.IsValid() == c.valid && b.size == c.bytes.size()) << c.bytes.size();
     EXPECT_EQ(std::string(static_cast<const char*>(b.data), b.size), c.bytes);
   }
-  const Block buffer = Lay(NewBuffer(u"b", "\x00\x7F\x80\xFF", 4)), number = Lay(NewInt(u"i", 1));
+  const Block buffer = Lay(NewBuffer(u"b", "\x00\xFF", 2)), number = Lay(NewInt(u"i", 1));
   ZxvConvertBuffer same(*buffer);
   EXPECT_TRUE(same.IsValid() && static_cast<const ZxVariant::Buffer&>(same).data == buffer->value.buffer.data);
-  ZxvCast text(static_cast<const char16_t*>(ZxvConvertString(*buffer)));
-  ZxvConvertBuffer back(*text);
-  EXPECT_TRUE(back.IsValid() && std::memcmp(static_cast<const ZxVariant::Buffer&>(back).data, "\x00\x7F\x80\xFF", 4) == 0);
   EXPECT_FALSE(ZxvConvertBuffer(*number).IsValid());
 }
 
@@ -240,17 +180,13 @@ TEST(Cast, LaysOutWhatTheBuilderLaysOut) {
   int marker = 0;
   const struct { ZxvCast cast; Block expected; } cases[] = {
       {ZxvCast(static_cast<void*>(&marker)), Lay(NewRegister(nullptr, &marker))},
-      {ZxvCast(true), Lay(NewBool(nullptr, true))},
-      {ZxvCast(-7), Lay(NewInt(nullptr, -7))},
-      {ZxvCast(2.5), Lay(NewFloat(nullptr, 2.5))},
-      {ZxvCast(bytes, 3), Lay(NewBuffer(nullptr, bytes, 3))},
+      {ZxvCast(true), Lay(NewBool(nullptr, true))}, {ZxvCast(-7), Lay(NewInt(nullptr, -7))},
+      {ZxvCast(2.5), Lay(NewFloat(nullptr, 2.5))}, {ZxvCast(bytes, 3), Lay(NewBuffer(nullptr, bytes, 3))},
       {ZxvCast(u"text"), Lay(NewString(nullptr, u"text", 0))},
       {ZxvCast("caf\xC3\xA9 \xFF"), Lay(NewString(nullptr, u"caf\u00e9 \uFFFD", 0))},
       {ZxvCast(u"n", static_cast<void*>(nullptr)), Lay(NewRegister(u"n", nullptr))},
-      {ZxvCast(u"n", false), Lay(NewBool(u"n", false))},
-      {ZxvCast(u"n", INT_MAX), Lay(NewInt(u"n", INT_MAX))},
-      {ZxvCast(u"n", -0.0), Lay(NewFloat(u"n", -0.0))},
-      {ZxvCast(u"n", bytes, 0), Lay(NewBuffer(u"n", nullptr, 0))},
+      {ZxvCast(u"n", false), Lay(NewBool(u"n", false))}, {ZxvCast(u"n", INT_MAX), Lay(NewInt(u"n", INT_MAX))},
+      {ZxvCast(u"n", -0.0), Lay(NewFloat(u"n", -0.0))}, {ZxvCast(u"n", bytes, 0), Lay(NewBuffer(u"n", nullptr, 0))},
       {ZxvCast(u"n", u""), Lay(NewString(u"n", nullptr, 0))},
       {ZxvCast(u"n", static_cast<const char*>(nullptr)), Lay(NewString(u"n", nullptr, 0))},
       {ZxvCast(u"n", "\xE2\x82\xAC"), Lay(NewString(u"n", u"\u20ac", 0))},

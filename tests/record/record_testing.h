@@ -5,7 +5,10 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <initializer_list>
+#include <iterator>
 #include <memory>
+#include <random>
 #include <string>
 #include <vector>
 
@@ -82,6 +85,13 @@ inline void* CountingAlloc(unsigned size) { return ++g_calls, g_size = size, std
 
 inline void* const kReg = reinterpret_cast<void*>(std::uintptr_t{0x1122334455667788});
 
+// A new List builder holding `items`.
+inline ZxvList* ListOf(const char16_t* name, std::initializer_list<ZxvBase*> items) {
+  ZxvList* list = NewList(name);
+  for (ZxvBase* item : items) list->Append(item);
+  return list;
+}
+
 // Every type in one record.  List "root" with String attribute kind=demo;
 // children 0 Buffer "blob" of 3 bytes (every later node lies at an odd
 // address), 1 Int "port", 2 String "host" and 3 String "backup" each with a
@@ -110,6 +120,45 @@ inline Owned<ZxvList> SampleTree() {
   return root;
 }
 inline Block Sample() { return Lay(*SampleTree()); }
+
+// A random builder tree: a List at the root three times in four, Lists at
+// depths 1-2 two times in three, each holding up to four nodes, scalars of
+// every type, names from a set that repeats a name, differs in case only and
+// holds markup, a format and non-ASCII text, Buffers of 0-5 bytes (most nodes
+// lie at odd addresses) and up to two named scalar attributes.  With `loose`,
+// only what a loose copy keeps and compares equal: no Register, and attributes
+// on Lists only.
+inline ZxvBase* RandomTree(std::mt19937& rng, bool loose = false, int depth = 0) {
+  static const char16_t* const kNames[] = {nullptr, u"a", u"A", u"x", u"x", u"7up", u"<&'\">", u"%d", u"Id",
+                                           u"ReadOnly", u"long name \u00e9\u4e2d\U0001F600"};
+  static const char16_t* const kTexts[] = {u"", u"x<y & 'z'", u"\u00e9\U0001F600"};
+  const char16_t* name = kNames[rng() % std::size(kNames)];
+  const unsigned char bytes[5] = {static_cast<unsigned char>(rng()), 0xAB, 0, 7, 0xFF};
+  ZxvBase* node = nullptr;
+  if (depth >= 0 && depth < 3 && rng() % (depth == 0 ? 4 : 3) != 0) {
+    ZxvList* list = NewList(name);
+    for (unsigned n = rng() % 5; n != 0; --n) list->Append(RandomTree(rng, loose, depth + 1));
+    node = list;
+  } else {
+    const unsigned type = rng() % 8;
+    switch (loose && type == 1 ? 0 : type) {
+      case 0: node = NewNull(name); break;
+      case 1: node = NewRegister(name, reinterpret_cast<void*>(std::uintptr_t{rng()} << 20)); break;
+      case 2: node = NewBool(name, rng() % 2 != 0); break;
+      case 3: node = NewInt(name, static_cast<int>(rng())); break;
+      case 4: node = NewFloat(name, static_cast<int>(rng()) / 7.0); break;
+      case 5: node = NewInt64(name, static_cast<long long>(rng()) << 24); break;
+      case 6: node = NewBuffer(name, bytes, static_cast<int>(rng() % 6)); break;
+      default: node = NewString(name, kTexts[rng() % 3], 0); break;
+    }
+  }
+  for (unsigned n = depth < 0 || (loose && node->type != T::List) ? 0 : rng() % 3; n != 0; --n) {
+    ZxvBase* attribute = RandomTree(rng, loose, -1);
+    if (attribute->name.length == 0) attribute->SetName(u"encoding");
+    node->AppendAttribute(attribute);
+  }
+  return node;
+}
 
 // `depth` List nodes, each the only child of the one before, written header
 // by header into a block of the exact size.

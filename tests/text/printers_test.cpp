@@ -3,9 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdint>
-#include <cstdlib>
-#include <cstring>
 #include <random>
 #include <string>
 #include <vector>
@@ -28,30 +25,12 @@ std::u16string Lines(std::initializer_list<const char16_t*> lines) {
   for (const char16_t* line : lines) s.append(line).push_back(u'\n');
   return s;
 }
-Block ZeroCopy(const ZxVariant* record) { return Block(NewCopy(record, nullptr, false, true)); }
 std::u16string Tree(const ZxVariant* r, bool types) { return Take(ZxVariantPrintNew(r, types)); }
-std::u16string TreeZ(const ZxVariant* zero, bool types) {
-  return Take(ZxVariantPrintNew(AsZeroBased(zero), types));
-}
-
-// cfg { port = 80 (attribute unit = "s"), on = true }
-Block Cfg() {
-  ZxvList* cfg = NewList(u"cfg");
-  cfg->Append(NewInt(u"port", 80))->AppendAttribute(NewString(u"unit", u"s", 0));
-  cfg->Append(NewBool(u"on", true));
-  return Lay(cfg);
-}
-ZxvBase* WithAttribute(ZxvBase* node, ZxvBase* attribute) {
-  node->AppendAttribute(attribute);
+std::u16string TreeZ(const ZxVariant* zero, bool types) { return Take(ZxVariantPrintNew(AsZeroBased(zero), types)); }
+char16_t* PrintTree(const ZxVariant* r, bool types) { return ZxVariantPrintNew(r, types); }
+ZxvBase* With(ZxvBase* node, std::initializer_list<ZxvBase*> attributes) {
+  for (ZxvBase* attribute : attributes) node->AppendAttribute(attribute);
   return node;
-}
-ZxvList* ListOf(const char16_t* name, std::initializer_list<ZxvBase*> items) {
-  ZxvList* list = NewList(name);
-  for (ZxvBase* item : items) list->Append(item);
-  return list;
-}
-ZxvBase* DomElement(const char16_t* name, ZxvBase* attributes, ZxvBase* children, ZxvBase* text) {
-  return ListOf(name, {attributes, children, text});
 }
 
 struct Golden {
@@ -60,23 +39,19 @@ struct Golden {
   bool flag;
   std::u16string expected;
 };
-
 void ExpectGolden(std::vector<Golden> cases, char16_t* (*print)(const ZxVariant*, bool)) {
-  for (Golden& c : cases) {
-    Block record = Lay(c.record);
-    EXPECT_EQ(Take(print(record.get(), c.flag)), c.expected) << c.what;
-  }
+  for (Golden& c : cases) EXPECT_EQ(Take(print(Lay(c.record).get(), c.flag)), c.expected) << c.what;
 }
 
-char16_t* PrintTree(const ZxVariant* r, bool types) { return ZxVariantPrintNew(r, types); }
-
 TEST(TreePrinter, GoldenOutputs) {
-  Block cfg = Cfg();
-  EXPECT_EQ(Tree(cfg.get(), false), Lines({u"cfg = ", u"|   port(unit=s) = 80", u"|   on = true", u""}));
-  EXPECT_EQ(Tree(cfg.get(), true),
-            Lines({u"List[2] cfg = ", u"|   Int port(String[1]:unit=s) = 80", u"|   Bool on = true", u""}));
+  auto cfg = [] {
+    return ListOf(u"cfg", {With(NewInt(u"port", 80), {NewString(u"unit", u"s", 0)}), NewBool(u"on", true)});
+  };
   ExpectGolden(
       {
+          {"example", cfg(), false, Lines({u"cfg = ", u"|   port(unit=s) = 80", u"|   on = true", u""})},
+          {"typed example", cfg(), true,
+           Lines({u"List[2] cfg = ", u"|   Int port(String[1]:unit=s) = 80", u"|   Bool on = true", u""})},
           {"unnamed Int", NewInt(nullptr, 5), false, u"5\n"},
           {"empty named List", NewList(u"L"), false, u"L = \n\n"},
           {"Buffer is never dumped", NewBuffer(u"b", "\xAB\x01", 2), false, u"b = 0x0nyi\n"},
@@ -87,84 +62,41 @@ TEST(TreePrinter, GoldenOutputs) {
           {"Float", NewFloat(u"f", 1e20), true, u"Float f = 1e+20\n"},
           {"Int64", NewInt64(u"i", -(1LL << 40)), false, u"i = -1099511627776\n"},
           {"String stops at NUL", NewString(u"s", u"a\0b", 3), true, u"String[3] s = a\n"},
-          {"nested lists",
-           ListOf(u"a", {ListOf(nullptr, {NewInt(nullptr, 1)}), NewBool(nullptr, false)}), false,
+          {"nested lists", ListOf(u"a", {ListOf(nullptr, {NewInt(nullptr, 1)}), NewBool(nullptr, false)}), false,
            Lines({u"a = ", u"|   ", u"|   |   1", u"", u"|   false", u""})},
-          {"several attributes", WithAttribute(WithAttribute(NewNull(nullptr), NewInt(u"x", 1)), NewNull(u"y")),
-           true, u"Null(Int:x=1, Null:y=<null>) = <null>\n"},
+          {"several attributes", With(NewNull(nullptr), {NewInt(u"x", 1), NewNull(u"y")}), true,
+           u"Null(Int:x=1, Null:y=<null>) = <null>\n"},
       },
       PrintTree);
 }
 
-// Kept for compatibility: the attribute name is the format text.
+// Kept for compatibility: an attribute's name is the format text; the node's
+// own name is plain text.
 TEST(TreePrinter, AttributeNameIsFormatText) {
-  struct Case {
-    const char16_t* name;
-    const char16_t* expected;
-  } cases[] = {
-      {u"n%d", u"v(n0=x) = 1\n"},
-      {u"%s", u"v((null)=x) = 1\n"},
-      {u"100%%", u"v(100%=x) = 1\n"},
+  const std::pair<const char16_t*, const char16_t*> cases[] = {
+      {u"n%d", u"v(n0=x) = 1\n"}, {u"%s", u"v((null)=x) = 1\n"}, {u"100%%", u"v(100%=x) = 1\n"},
       {u"%.*s|%*d|%g|%p", u"v(|0|0|00000000=x) = 1\n"},
       // Too many conversions, or a huge width: written as it stands.
-      {u"%d%d%d%d%d%d%d%d%d", u"v(%d%d%d%d%d%d%d%d%d=x) = 1\n"},
-      {u"%99999d", u"v(%99999d=x) = 1\n"},
-  };
-  for (const Case& c : cases) {
-    Block record = Lay(WithAttribute(NewInt(u"v", 1), NewString(c.name, u"x", 0)));
-    EXPECT_EQ(Tree(record.get(), false), c.expected);
+      {u"%d%d%d%d%d%d%d%d%d", u"v(%d%d%d%d%d%d%d%d%d=x) = 1\n"}, {u"%99999d", u"v(%99999d=x) = 1\n"}};
+  for (const auto& [name, expected] : cases) {
+    EXPECT_EQ(Tree(Lay(With(NewInt(u"v", 1), {NewString(name, u"x", 0)})).get(), false), expected);
   }
-  // The node's own name is plain text.
-  Block plain = Lay(NewInt(u"n%d", 1));
-  EXPECT_EQ(Tree(plain.get(), false), u"n%d = 1\n");
+  EXPECT_EQ(Tree(Lay(NewInt(u"n%d", 1)).get(), false), u"n%d = 1\n");
 }
 
-// Random trees of every type, with odd-sized buffers so that most nodes lie
-// at odd addresses.
-ZxvBase* RandomNode(std::mt19937& rng, int depth, bool withAttributes = true) {
-  static const char16_t* const kNames[] = {nullptr, u"a", u"Id", u"7up", u"<&'\">", u"%d", u"ReadOnly",
-                                           u"a rather longer name than the others"};
-  const char16_t* name = kNames[rng() % 8];
-  ZxvBase* node = nullptr;
-  switch (rng() % (depth < 4 ? 10 : 8)) {
-    case 0: node = NewNull(name); break;
-    case 1: node = NewRegister(name, reinterpret_cast<void*>(std::uintptr_t{rng()})); break;
-    case 2: node = NewBool(name, rng() % 2); break;
-    case 3: node = NewInt(name, static_cast<int>(rng())); break;
-    case 4: node = NewFloat(name, static_cast<int>(rng()) / 7.0); break;
-    case 5: node = NewInt64(name, static_cast<long long>(rng()) << 20); break;
-    case 6: {
-      unsigned char bytes[5] = {static_cast<unsigned char>(rng()), 0xAB, 0, 7, 0xFF};
-      node = NewBuffer(name, bytes, static_cast<int>(rng() % 6));
-      break;
-    }
-    case 7: node = NewString(name, rng() % 2 ? u"x<y & 'z'" : u"", 0); break;
-    default: {
-      ZxvList* list = NewList(name);
-      for (unsigned i = rng() % 5; i != 0; --i) list->Append(RandomNode(rng, depth + 1));
-      node = list;
-    }
-  }
-  for (unsigned i = withAttributes ? rng() % 3 : 0; i != 0; --i) {
-    ZxvBase* attribute = RandomNode(rng, 4, false);  // depth 4: never a List
-    if (ZxvView(attribute).Name().IsEmpty()) attribute->SetName(u"encoding");
-    node->AppendAttribute(attribute);
-  }
-  return node;
-}
-
-TEST(TreePrinter, ZeroBasedFormPrintsLikePointerForm) {
+// Random records, most nodes at odd addresses: the zero-based form prints the
+// tree the pointer form prints, and every dialect prints without fault or leak.
+TEST(Printers, RandomRecordsInEveryDialectAndZeroBasedLikePointerForm) {
   std::mt19937 rng(20240611);
-  std::vector<Block> records;
-  records.push_back(Sample());
-  records.push_back(Cfg());
-  for (int i = 0; i < 300; ++i) records.push_back(Lay(RandomNode(rng, 0)));
-  for (const Block& record : records) {
-    Block zero = ZeroCopy(record.get());
-    for (bool types : {false, true}) {
-      std::u16string expected = Tree(record.get(), types);
-      ASSERT_EQ(TreeZ(RawCopy(zero.get()).get(), types), expected);
-    }
+  for (int i = 0; i < 300; ++i) {
+    Block record = i == 0 ? Sample() : Lay(RandomTree(rng));
+    Block zero(NewCopy(record.get(), nullptr, false, true));
+    for (bool types : {false, true}) ASSERT_EQ(TreeZ(RawCopy(zero.get()).get(), types), Tree(record.get(), types)) << i;
+    EXPECT_FALSE(Take(NewSimple(record.get(), true)).empty());
+    EXPECT_FALSE(Take(NewYam(record.get(), i % 2 == 0)).empty());
+    EXPECT_NE(Take(QvFramework(record.get())), u"");  // null, or a text
+    Take(NewDom(record.get(), nullptr));
+    Take(NewVireoConfig(record.get()));
   }
   EXPECT_EQ(Take(ZxVariantPrintNew(static_cast<const ZxVariantZ*>(nullptr), true)), u"");
 }
@@ -172,29 +104,29 @@ TEST(TreePrinter, ZeroBasedFormPrintsLikePointerForm) {
 // A received block is read only inside its size word, whatever its slots say.
 TEST(TreePrinter, MalformedZeroBasedBlocksAreReadInsideTheirSize) {
   std::mt19937 rng(7);
-  Block zero = ZeroCopy(Sample().get());
+  Block zero(NewCopy(Sample().get(), nullptr, false, true));
   const std::uint32_t size = zero->size;
   for (int i = 0; i < 2000; ++i) {
     Block bad = RawCopy(zero.get());
-    for (int flips = 1 + rng() % 4; flips != 0; --flips) {
-      Raw(bad.get())[4 + rng() % (size - 4)] = static_cast<unsigned char>(rng());  // keep the size word
-    }
+    // Flip bytes past the size word.
+    for (int flips = 1 + rng() % 4; flips != 0; --flips) Raw(bad.get())[4 + rng() % (size - 4)] = rng() & 0xFF;
     Take(ZxVariantPrintNew(AsZeroBased(bad.get()), i % 2 == 0));
   }
   // A size word below one header: nothing to print.
-  Block tiny = RawCopy(zero.get());
-  Put32(tiny.get(), kSize, 63);
-  EXPECT_EQ(TreeZ(tiny.get(), true), u"");
+  Put32(zero.get(), kSize, 63);
+  EXPECT_EQ(TreeZ(zero.get(), true), u"");
+  // A String whose units would run past the size word is not read.
+  Block text(NewCopy(Lay(NewString(u"s", u"ab", 0)).get(), nullptr, false, true));
+  Put32(text.get(), kValue, 4);
+  EXPECT_EQ(TreeZ(text.get(), false), u"s = \n");
 }
 
 TEST(TreePrinter, DeepRecordsAndLoops) {
   constexpr std::size_t kDepth = 3000;
-  Block deep = DeepList(kDepth, false);
-  std::u16string text = Tree(deep.get(), false);
+  std::u16string text = Tree(DeepList(kDepth, false).get(), false);
   EXPECT_EQ(std::count(text.begin(), text.end(), u'\n'), static_cast<long>(2 * kDepth));
   EXPECT_EQ(text.substr(text.size() - 4 - (kDepth + 1)), u"|   " + std::u16string(kDepth + 1, u'\n'));
   EXPECT_EQ(TreeZ(DeepList(kDepth, true).get(), false), text);
-
   // A pointer-form list whose entry leads back to itself: the walk stops
   // after as many nodes as the block can hold (2 here).
   Block loop = DeepList(2, false);
@@ -216,7 +148,7 @@ TEST(SimplePrinter, GoldenOutputs) {
            u"<z\u00e9t\u00e9 prefix=\"z\">true</z\u00e9t\u00e9>\n"},
           {"unnamed nodes", ListOf(nullptr, {NewInt(nullptr, 5), NewInt64(u"big", 1LL << 40)}), false,
            Lines({u"", u"    <Property>5</Property>", u"    <big>1099511627776</big>", u""})},
-          {"attributes are not written", WithAttribute(NewInt(u"a", 1), NewInt(u"x", 2)), true,
+          {"attributes are not written", With(NewInt(u"a", 1), {NewInt(u"x", 2)}), true,
            u"<a type=\"Int\">1</a>\n"},
           {"register", NewRegister(u"r", reinterpret_cast<void*>(std::uintptr_t{0xABCDEF0123})), false,
            u"<r>0x000000ABCDEF0123</r>\n"},
@@ -225,27 +157,25 @@ TEST(SimplePrinter, GoldenOutputs) {
 }
 
 TEST(DomPrinter, GoldenOutputs) {
-  auto element = [](const char16_t* name, ZxvBase* attributes, ZxvBase* children, ZxvBase* text) {
-    return Lay(DomElement(name, attributes, children, text));
+  auto dom = [](const char16_t* name, ZxvBase* attributes, ZxvBase* children, ZxvBase* text) {
+    return ListOf(name, {attributes, children, text});
   };
-  Block example = element(u"a", ListOf(nullptr, {NewString(u"x", u"1&2", 0)}),
-                          ListOf(nullptr, {DomElement(u"b", NewList(nullptr), NewNull(nullptr), NewNull(nullptr))}),
-                          NewNull(nullptr));
+  Block example = Lay(dom(u"a", ListOf(nullptr, {NewString(u"x", u"1&2", 0)}),
+                          ListOf(nullptr, {dom(u"b", NewList(nullptr), NewNull(nullptr), NewNull(nullptr))}),
+                          NewNull(nullptr)));
   EXPECT_EQ(Take(NewDom(example.get(), nullptr)), Lines({u"<a x=\"1&amp;2\">", u"    <b />", u"</a>"}));
   EXPECT_EQ(Take(NewDom(example.get(), u"\r\n")), u"<a x=\"1&amp;2\">\r\n    <b />\r\n</a>\r\n");
-
-  Block cdata = element(u"c", NewNull(nullptr), NewNull(nullptr), NewString(u"cdata", u"x<y", 0));
-  EXPECT_EQ(Take(NewDom(cdata.get(), nullptr)), u"<c><![CDATA[x<y]]></c>\n");
-  Block text = element(u"t", ListOf(nullptr, {NewInt(u"n", 1), NewString(nullptr, u"v", 0), NewString(u"k", u"", 0)}),
-                       NewList(nullptr), NewString(u"CDATA", u"x<y", 0));
-  EXPECT_EQ(Take(NewDom(text.get(), nullptr)), u"<t k=\"\">x&lt;y</t>\n");
-  Block empty = element(nullptr, NewNull(nullptr), NewList(nullptr), NewNull(nullptr));
-  EXPECT_EQ(Take(NewDom(empty.get(), nullptr)), u"<></>\n");
-
-  Block two = Lay(ListOf(u"a", {NewList(nullptr), NewList(nullptr)}));
-  Block four = Lay(ListOf(u"a", {NewList(nullptr), NewList(nullptr), NewNull(nullptr), NewNull(nullptr)}));
-  Block scalar = Lay(NewString(u"a", u"b", 0));
-  for (const Block* wrong : {&two, &four, &scalar}) EXPECT_EQ(Take(NewDom(wrong->get(), nullptr)), u"");
+  const std::pair<ZxvBase*, std::u16string> cases[] = {
+      {dom(u"c", NewNull(nullptr), NewNull(nullptr), NewString(u"cdata", u"x<y", 0)), u"<c><![CDATA[x<y]]></c>\n"},
+      {dom(u"t", ListOf(nullptr, {NewInt(u"n", 1), NewString(nullptr, u"v", 0), NewString(u"k", u"", 0)}),
+           NewList(nullptr), NewString(u"CDATA", u"x<y", 0)),
+       u"<t k=\"\">x&lt;y</t>\n"},
+      {dom(nullptr, NewNull(nullptr), NewList(nullptr), NewNull(nullptr)), u"<></>\n"},
+      // Not in DOM form: nothing.
+      {ListOf(u"a", {NewList(nullptr), NewList(nullptr)}), u""},
+      {ListOf(u"a", {NewList(nullptr), NewList(nullptr), NewNull(nullptr), NewNull(nullptr)}), u""},
+      {NewString(u"a", u"b", 0), u""}};
+  for (const auto& [builder, expected] : cases) EXPECT_EQ(Take(NewDom(Lay(builder).get(), nullptr)), expected);
 }
 
 TEST(YamPrinter, GoldenOutputs) {
@@ -256,8 +186,7 @@ TEST(YamPrinter, GoldenOutputs) {
            Lines({u"<List name=\"cfg\">", u"    <Int name=\"port\" value=\"80\"/>", u"</List>"})},
           {"only the outermost takes its name", example(), true,
            Lines({u"<cfg>", u"    <Int name=\"port\" value=\"80\"/>", u"</cfg>"})},
-          {"escaping and attributes",
-           WithAttribute(WithAttribute(NewString(u"a&b", u"<\"'>", 0), NewInt(u"unit", 3)), NewNull(u"n")), true,
+          {"escaping and attributes", With(NewString(u"a&b", u"<\"'>", 0), {NewInt(u"unit", 3), NewNull(u"n")}), true,
            u"<a&b value=\"&lt;&quot;&apos;&gt;\" _unit.Int=\"3\" _n.Null=\"\"/>\n"},
           {"empty values", ListOf(nullptr, {NewNull(nullptr), NewString(nullptr, u"", 0), NewList(u"e")}), true,
            Lines({u"<List>", u"    <Null/>", u"    <String/>", u"    <List name=\"e\"></List>", u"</List>"})},
@@ -271,83 +200,47 @@ TEST(VireoConfigPrinter, GoldenOutputs) {
                                                       ListOf(nullptr, {NewInt(u"u", 2)})}),
                                       NewInt(u"skipped", 1), ListOf(nullptr, {NewInt(u"skipped", 2)}),
                                       ListOf(u"BO2", {})}));
-  EXPECT_EQ(Take(NewVireoConfig(config.get())), Lines({
-                                                     u"<businessObject id=\"BO1\" version=\"1.0\">",
-                                                     u"    <a>x</a>",
-                                                     u"<Task id=\"T1\">",
-                                                     u"        <n>1</n>",
-                                                     u"</Task>",
-                                                     u"    ",
-                                                     u"        <u>2</u>",
-                                                     u"    ",
-                                                     u"</businessObject><businessObject id=\"BO2\" version=\"1.0\">",
-                                                 }) + u"</businessObject>");
-  Block empty = Lay(NewList(u"x"));
-  Block scalar = Lay(NewInt(u"x", 1));
+  EXPECT_EQ(Take(NewVireoConfig(config.get())),
+            Lines({u"<businessObject id=\"BO1\" version=\"1.0\">", u"    <a>x</a>", u"<Task id=\"T1\">",
+                   u"        <n>1</n>", u"</Task>", u"    ", u"        <u>2</u>", u"    ",
+                   u"</businessObject><businessObject id=\"BO2\" version=\"1.0\">"}) +
+                u"</businessObject>");
+  Block empty = Lay(NewList(u"x")), scalar = Lay(NewInt(u"x", 1));
   for (const ZxVariant* r : {empty.get(), scalar.get(), static_cast<ZxVariant*>(nullptr)}) {
     EXPECT_EQ(Take(NewVireoConfig(r)), u"");
   }
 }
 
 TEST(QvFrameworkPrinter, GoldenOutputs) {
-  Block policy = Lay(WithAttribute(ListOf(u"Policy", {NewInt(u"Level", 3), NewString(u"Mode", u"on", 0)}),
-                                   NewString(u"Id", u"p1", 0)));
+  Block policy = Lay(With(ListOf(u"Policy", {NewInt(u"Level", 3), NewString(u"Mode", u"on", 0)}),
+                          {NewString(u"Id", u"p1", 0)}));
   EXPECT_EQ(Take(QvFramework(policy.get())),
             Lines({u"<Policy Id=\"p1\">", u"    <Level value=\"3\" type=\"Int\"/>",
                    u"    <Mode type=\"String\">on</Mode>", u"</Policy>"}));
-
-  ZxvBase* s = NewString(u"S", u"a&b", 0);
-  s->AppendAttribute(NewBool(u"ReadOnly", true));
-  s->AppendAttribute(NewInt(u"Max", 4));
-  ZxvBase* scalar = WithAttribute(WithAttribute(NewNull(u"N"), NewString(u"Id", u"q", 0)), NewInt(u"Max", 4));
-  Block forms = Lay(ListOf(u"R", {s, scalar, NewList(u"E")}));
+  Block forms = Lay(ListOf(u"R", {With(NewString(u"S", u"a&b", 0), {NewBool(u"ReadOnly", true), NewInt(u"Max", 4)}),
+                                  With(NewNull(u"N"), {NewString(u"Id", u"q", 0), NewInt(u"Max", 4)}), NewList(u"E")}));
   EXPECT_EQ(Take(QvFramework(forms.get())),
             Lines({u"<R>", u"    <S ReadOnly=\"true\" Max.Int=\"4\" type=\"String\">a&amp;b</S>",
                    u"    <N type=\"Null\" _Id.String=\"q\" _Max.Int=\"4\"/>", u"    <E></E>", u"</R>"}));
-}
-
-// Kept for compatibility: an unnamed node wipes what was written before it.
-TEST(QvFrameworkPrinter, UnnamedRecordsWipeTheOutput) {
+  // Kept for compatibility: an unnamed node wipes what was written before it.
   Block unnamedRoot = Lay(ListOf(nullptr, {NewInt(u"a", 1)}));
-  EXPECT_EQ(QvFramework(unnamedRoot.get()), nullptr);
-  EXPECT_EQ(QvFramework(nullptr), nullptr);
+  EXPECT_TRUE(QvFramework(unnamedRoot.get()) == nullptr && QvFramework(nullptr) == nullptr);
   Block nested = Lay(ListOf(u"R", {NewInt(u"a", 1), NewInt(nullptr, 2), NewInt(u"b", 3)}));
   EXPECT_EQ(Take(QvFramework(nested.get())), Lines({u"    <b value=\"3\" type=\"Int\"/>", u"</R>"}));
 }
 
 TEST(Printers, NullRecordsAndLongTexts) {
-  EXPECT_EQ(Take(ZxVariantPrintNew(nullptr, false)), u"");
-  EXPECT_EQ(Take(NewSimple(nullptr, true)), u"");
-  EXPECT_EQ(Take(NewDom(nullptr, nullptr)), u"");
-  EXPECT_EQ(Take(NewYam(nullptr, true)), u"");
+  EXPECT_EQ(Take(ZxVariantPrintNew(nullptr, false)) + Take(NewSimple(nullptr, true)) + Take(NewDom(nullptr, nullptr)) +
+                Take(NewYam(nullptr, true)),
+            u"");
   ZxVariantPrintDelete(nullptr);
-
   // Texts far beyond the first 256 units grow the buffer and arrive whole.
   std::u16string big(70000, u'a');
   big[69999] = u'&';
   Block record = Lay(ListOf(u"L", {NewString(u"s", big.c_str(), 0)}));
   EXPECT_EQ(Tree(record.get(), false), u"L = \n|   s = " + big + u"\n\n");
-  std::u16string escaped = big.substr(0, 69999) + u"&amp;";
   EXPECT_EQ(Take(QvFramework(record.get())),
-            u"<L>\n    <s type=\"String\">" + escaped + u"</s>\n</L>\n");
-}
-
-// Every dialect over random records: no crash or leak under the sanitizers,
-// and every text is well-formed for its dialect's frame.
-TEST(Printers, RandomRecordsInEveryDialect) {
-  std::mt19937 rng(99);
-  for (int i = 0; i < 200; ++i) {
-    Block record = Lay(RandomNode(rng, 0));
-    EXPECT_FALSE(Take(NewSimple(record.get(), true)).empty());
-    EXPECT_FALSE(Take(NewYam(record.get(), i % 2 == 0)).empty());
-    Take(NewDom(record.get(), nullptr));
-    Take(NewVireoConfig(record.get()));
-    char16_t* qv = QvFramework(record.get());
-    if (qv != nullptr) {
-      EXPECT_NE(qv[0], u'\0');
-    }
-    ZxVariantPrintDelete(qv);
-  }
+            u"<L>\n    <s type=\"String\">" + big.substr(0, 69999) + u"&amp;</s>\n</L>\n");
 }
 
 }  // namespace
