@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "expect_logic_error.h"
 #include "record/record_testing.h"
 
 namespace zxt {
@@ -25,16 +26,8 @@ inline std::u16string Text(const SmartWcharPtr& text) {
   return text.isNull() ? u"<null>" : text.get();
 }
 
-template <typename F>
-void ExpectLogicError(F&& f, const char* text) {
-  try {
-    f();
-    ADD_FAILURE() << "no exception, expected: " << text;
-  } catch (const std::logic_error& e) {
-    EXPECT_STREQ(e.what(), text);
-  }
-}
-inline constexpr const char* kParameter = "Invalid parameter";
-inline constexpr const char* kConversion = "Invalid type conversion attempt";
+using zxv_testing::ExpectLogicError;
+using zxv_testing::kConversion;
+using zxv_testing::kParameter;
 
 }  // namespace zxt

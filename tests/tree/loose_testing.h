@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "expect_logic_error.h"
 #include "zxvariant/zxvariant.h"
 
 namespace zxv_testing {
@@ -59,18 +60,6 @@ inline std::vector<std::u16string> ChildNames(const ZxVariant* list) {
   return names;
 }
 
-// `f` throws std::logic_error with exactly `text`.
-template <typename F>
-void ExpectLogicError(F&& f, const char* text) {
-  try {
-    f();
-    ADD_FAILURE() << "no exception, expected: " << text;
-  } catch (const std::logic_error& e) {
-    EXPECT_STREQ(e.what(), text);
-  }
-}
-inline constexpr const char* kConversion = "Invalid type conversion attempt";
-inline constexpr const char* kParameter = "Invalid parameter";
 
 // A root container that logs every change reaching it: "+name" added,
 // "-name" removing, "+@name" / "-@name" for attributes, beside the changed
